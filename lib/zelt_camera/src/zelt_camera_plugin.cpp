@@ -1,0 +1,367 @@
+#include "zelt_camera_plugin.h"
+
+#include <boost/variant/get.hpp>
+#include <cmath>
+#include <limits>
+
+#include "uni/assertion_report.h"
+#include "zelt/system_topology.h"
+#include "zelt_camera_channel.h"
+#include "zelt_camera_ids.h"
+#include "zelt_camera_system_topology_service.h"
+#include "zeltpu/keys.h"
+#include "zeltpu/log.h"
+
+namespace zelt_camera {
+namespace {
+
+namespace keys = zelt::plugin_util::keys;
+using config_items::SingleValueConfigItem;
+
+constexpr const char* kSource = "lib/zelt_camera/src/zelt_camera_plugin";
+// Devices of the Media Foundation provider: taken only when no other provider reports the
+// same camera.
+constexpr const char* kMediaFoundationDeviceType = "GstMFDevice";
+
+// The topology service's identifier, built from its bytes when the library is loaded.
+const tsa::Uuid kTopologyServiceId = zelt::kSystemTopologyServiceId;
+
+// Reads a string property if the device has it; null when absent or unset. (transfer full)
+gst_support::GCharPtr string_property(GstDevice* device, const char* name) {
+    if (g_object_class_find_property(G_OBJECT_GET_CLASS(device), name) == nullptr) return {};
+    gchar* value = nullptr;
+    g_object_get(device, name, &value, nullptr);
+    return gst_support::GCharPtr(value);
+}
+
+}  // namespace
+
+std::string get_device_path(GstDevice* device) {
+    if (auto path = string_property(device, "path")) return path.get();
+    if (auto path = string_property(device, "device-path")) return path.get();
+    return {};
+}
+
+std::pair<std::string, std::string> make_device_key(const std::string& path) {
+    const auto hash = path.rfind('#');
+    if (hash == std::string::npos) return {path, {}};
+    return {path.substr(0, hash), path.substr(hash + 1)};
+}
+
+CameraPlugin::CameraPlugin()
+    : m_topology_service(std::make_unique<CameraSystemTopologyService>(this)),
+      m_config(std::make_shared<zelt::plugin_util::SimplePluginConfig>()) {
+    m_config->registerItem(keys::kPluginGodMode, SingleValueConfigItem<bool>(false), {});
+    m_config->registerItem(keys::kFrameCounterChannels, SingleValueConfigItem<bool>(true), {});
+}
+
+CameraPlugin::~CameraPlugin() {
+    if (m_service_factory != nullptr) m_service_factory->release();
+    m_config.reset();
+    m_time_source.reset();
+    if (m_device_monitor_watch != 0) g_source_remove(m_device_monitor_watch);
+    m_device_monitor_bus.reset();
+    if (m_device_monitor) gst_device_monitor_stop(m_device_monitor.get());
+    m_device_monitor.reset();
+    m_topology_service.reset();
+    m_channels.clear();
+}
+
+std::string CameraPlugin::getPluginName() { return kPluginName; }
+
+tsa::Uuid CameraPlugin::getPluginInstanceTypeId() { return parse_uuid(kPluginInstanceTypeIdText); }
+
+void CameraPlugin::setPluginId(std::uint32_t id) {
+    DAQPluginBase::setPluginId(id);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (auto& [index, channel] : m_channels) channel->setOwnerId(id);
+}
+
+tsa::Uuid CameraPlugin::getPluginTypeId() { return parse_uuid(kPluginTypeIdText); }
+
+bool CameraPlugin::init() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    uni::check(gst_is_initialized(), "gst_is_initialized()", kSource, 125);
+    if (m_service_factory == nullptr) {
+        m_service_factory = new zelt::plugin_util::ServiceFactory();
+        m_service_factory->addRef();
+        m_service_factory->registerService(kTopologyServiceId, m_topology_service.get());
+    }
+    return true;
+}
+
+bool CameraPlugin::startDeviceMonitoring() {
+    if (m_device_monitor) return true;
+
+    m_device_monitor.reset(gst_device_monitor_new());
+    if (!uni::check(m_device_monitor != nullptr, "m_device_monitor", kSource, 380)) {
+        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR) << "Could not create a device monitor";
+        return true;
+    }
+
+    gst_support::CapsPtr raw_video(gst_caps_new_empty_simple("video/x-raw"));
+    gst_device_monitor_add_filter(m_device_monitor.get(), "Video/Source", raw_video.get());
+    raw_video.reset();
+
+    m_device_monitor_bus.reset(gst_device_monitor_get_bus(m_device_monitor.get()));
+    uni::check(m_device_monitor_bus != nullptr, "m_device_monitor_bus", kSource, 391);
+
+    gchar** providers = gst_device_monitor_get_providers(m_device_monitor.get());
+    for (gchar** provider = providers; provider != nullptr && *provider != nullptr; ++provider)
+        UNI_LOG(unilogger_zelt_plugin_camera, ULS_INFO) << "Found camera provider " << *provider;
+    g_strfreev(providers);
+
+    if (m_device_monitor_bus)
+        m_device_monitor_watch =
+            gst_bus_add_watch(m_device_monitor_bus.get(), &CameraPlugin::onDeviceMonitorMessage, this);
+    gst_device_monitor_start(m_device_monitor.get());
+    return true;
+}
+
+gboolean CameraPlugin::onDeviceMonitorMessage(GstBus* /*bus*/, GstMessage* message,
+                                              gpointer /*plugin*/) {
+    // The device is taken out of the message and deliberately not released further; the
+    // channel set changes only when the host calls updateChannels.
+    GstDevice* device = nullptr;
+    switch (GST_MESSAGE_TYPE(message)) {
+        case GST_MESSAGE_DEVICE_ADDED:
+            gst_message_parse_device_added(message, &device);
+            break;
+        case GST_MESSAGE_DEVICE_REMOVED:
+            gst_message_parse_device_removed(message, &device);
+            break;
+        default:
+            break;
+    }
+    return TRUE;
+}
+
+bool CameraPlugin::stopDeviceMonitoring() { return true; }
+
+void CameraPlugin::deinit() {
+    if (m_device_monitor_watch != 0) {
+        g_source_remove(m_device_monitor_watch);
+        m_device_monitor_watch = 0;
+    }
+    m_device_monitor_bus.reset();
+    if (m_device_monitor) {
+        gst_device_monitor_stop(m_device_monitor.get());
+        m_device_monitor.reset();
+    }
+    for (auto& [index, channel] : m_channels) channel->teardownPipeline();
+    m_channels.clear();
+}
+
+std::shared_ptr<zelt::IfPluginConfig> CameraPlugin::getConfig() { return m_config; }
+
+void CameraPlugin::configChanged() {}
+
+void CameraPlugin::updateChannels() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    enumerateDevices();
+}
+
+void CameraPlugin::enumerateDevices() {
+    UNI_LOG(unilogger_zelt_plugin_camera, ULS_DETAIL) << "Enumerating available GStreamer devices";
+
+    std::vector<gst_support::DevicePtr> taken;
+    {
+        GList* devices =
+            m_device_monitor ? gst_device_monitor_get_devices(m_device_monitor.get()) : nullptr;
+        std::set<std::string> keys_seen;
+        bool media_foundation_seen = false;
+        for (GList* item = devices; item != nullptr; item = item->next) {
+            GstDevice* device = GST_DEVICE(item->data);
+            const std::string type_name = G_OBJECT_TYPE_NAME(device);
+            gst_support::GCharPtr display_name(gst_device_get_display_name(device));
+            const std::string path = get_device_path(device);
+            UNI_LOG(unilogger_zelt_plugin_camera, ULS_DEBUG)
+                << "  found '" << type_name << "' with name '"
+                << (display_name ? display_name.get() : "") << "' at " << path;
+            if (type_name == kMediaFoundationDeviceType) {
+                media_foundation_seen = true;
+                continue;
+            }
+            keys_seen.insert(make_device_key(path).first);
+            taken.push_back(gst_support::refObject(device));
+        }
+        if (media_foundation_seen) {
+            for (GList* item = devices; item != nullptr; item = item->next) {
+                GstDevice* device = GST_DEVICE(item->data);
+                if (std::string(G_OBJECT_TYPE_NAME(device)) != kMediaFoundationDeviceType)
+                    continue;
+                if (!keys_seen.insert(make_device_key(get_device_path(device)).first).second)
+                    continue;
+                taken.push_back(gst_support::refObject(device));
+            }
+        }
+        g_list_free_full(devices, gst_object_unref);
+    }
+
+    // Computed before removals so that an index is never reused while higher ones exist.
+    std::uint32_t next_index = m_channels.empty() ? 0 : m_channels.rbegin()->first + 1;
+
+    const auto is_taken = [&taken](GstDevice* device) {
+        for (const auto& candidate : taken)
+            if (candidate.get() == device) return true;
+        return false;
+    };
+    for (auto it = m_channels.begin(); it != m_channels.end();) {
+        const auto device = it->second->device();
+        it = is_taken(device.get()) ? std::next(it) : m_channels.erase(it);
+    }
+
+    bool frame_counters = false;
+    if (m_config->hasConfigItem(keys::kFrameCounterChannels)) {
+        // Any other alternative than a bool is a configuration error: the bad-get leaves here.
+        frame_counters = boost::get<SingleValueConfigItem<bool>>(
+                             m_config->getConfigItem(keys::kFrameCounterChannels))
+                             .m_value;
+    }
+
+    for (const auto& device : taken) {
+        bool known = false;
+        for (const auto& [index, channel] : m_channels) {
+            if (channel->device().get() == device.get()) {
+                known = true;
+                break;
+            }
+        }
+        if (known) continue;
+
+        auto channel = std::make_shared<CameraChannel>(
+            channel_config::ChannelID{getPluginId(), next_index}, device.get(), m_exception_manager);
+        if (!channel->isValid()) continue;
+        if (frame_counters) channel->createCounterChannel();
+        m_channels.emplace(next_index, std::move(channel));
+        ++next_index;
+    }
+}
+
+bool CameraPlugin::hasChannelsChanged() { return false; }
+
+plugin_api::IfServiceFactory* CameraPlugin::getServiceFactory() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_service_factory != nullptr) m_service_factory->addRef();
+    return m_service_factory;
+}
+
+void CameraPlugin::setExceptionManager(zelt::IfExceptionManager* manager) {
+    m_exception_manager = manager;
+}
+
+bool CameraPlugin::isLicensed() { return true; }
+
+void CameraPlugin::setChannelUsed(std::uint32_t id, bool used) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (auto& [index, channel] : m_channels) {
+        if (index == id) channel->setUsed(used);
+        const auto& counter = channel->counterChannel();
+        if (counter && counter_channel_id(index) == id) counter->usage().setUsed(used);
+    }
+}
+
+void CameraPlugin::resetChannelsUsed() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (auto& [index, channel] : m_channels) {
+        channel->setUsed(false);
+        if (const auto& counter = channel->counterChannel()) counter->usage().setUsed(false);
+    }
+}
+
+std::set<std::uint32_t> CameraPlugin::getChannelIds() {
+    std::set<std::uint32_t> ids;
+    for (const auto& [index, channel] : m_channels) {
+        ids.insert(index);
+        const auto sub_ids = channel->subChannelIds();
+        ids.insert(sub_ids.begin(), sub_ids.end());
+    }
+    return ids;
+}
+
+std::uint32_t CameraPlugin::findChannelIndex(const zelt::ChannelIdentification& record) {
+    for (const auto& [index, channel] : m_channels) {
+        const std::uint32_t found = channel->identify(record);
+        if (found != zelt::kNoChannel) return found;
+    }
+    return zelt::kNoChannel;
+}
+
+bool CameraPlugin::prepareAcquisition() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    bool all_ready = true;
+    for (auto& [index, channel] : m_channels) all_ready = channel->prepareAcquisition() && all_ready;
+    return all_ready;
+}
+
+bool CameraPlugin::isAcquisitionRunning() { return m_acquisition_running; }
+
+bool CameraPlugin::checkChannels() {
+    for (const auto& [index, channel] : m_channels) {
+        if (channel->isUsed() && !channel->pipelineRunning() && !channel->hasError()) return false;
+    }
+    return true;
+}
+
+bool CameraPlugin::isClockMaster() { return false; }
+
+void CameraPlugin::startAcquisition() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (auto& [index, channel] : m_channels) channel->onAcquisitionStarted();
+    m_acquisition_running = true;
+}
+
+bool CameraPlugin::stopAcquisition() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (auto& [index, channel] : m_channels) channel->releaseUnusedPipeline();
+    m_acquisition_running = false;
+    return true;
+}
+
+bool CameraPlugin::canStopAcquisition() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (auto& [index, channel] : m_channels) channel->beginDelivery();
+    return true;
+}
+
+bool CameraPlugin::finishAcquisition() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (auto& [index, channel] : m_channels) channel->endDelivery();
+    return true;
+}
+
+bool CameraPlugin::cleanupAcquisition() { return true; }
+
+std::shared_ptr<zelt::IfTimeBaseProvider> CameraPlugin::getTimeBaseProvider(std::uint32_t id) {
+    if (id == zelt::kNoChannel || m_accept_time_source) return nullptr;
+    for (const auto& [index, channel] : m_channels) {
+        if (index == id || (index == (id & 0xFFFFu) && (id & 0xFFFF0000u) != 0))
+            return std::shared_ptr<zelt::IfTimeBaseProvider>(channel, channel.get());
+    }
+    return nullptr;
+}
+
+void CameraPlugin::setTimeSource(std::shared_ptr<zelt::IfTimeSource> time_source) {
+    if (!m_accept_time_source) return;
+    m_time_source = std::move(time_source);
+    for (auto& [index, channel] : m_channels) channel->setTimeSource(m_time_source);
+}
+
+bool CameraPlugin::synchronizeTimeSource() { return true; }
+
+std::shared_ptr<channel_config::IfChannelConfig> CameraPlugin::getChannel(std::uint32_t id) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (const auto& [index, channel] : m_channels) {
+        if (index == id) return channel;
+        const auto& counter = channel->counterChannel();
+        if (counter && counter_channel_id(index) == id) return counter;
+    }
+    return nullptr;
+}
+
+double CameraPlugin::getSampleRate() {
+    // The camera has no fixed sample rate.
+    return std::numeric_limits<double>::quiet_NaN();
+}
+
+}  // namespace zelt_camera

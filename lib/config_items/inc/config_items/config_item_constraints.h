@@ -78,6 +78,8 @@ public:
     ValueRangeConstraint(T min, T max);
     T min() const noexcept { return m_min; }
     T max() const noexcept { return m_max; }
+    /// True when min <= value <= max (both ends included).
+    bool contains(T value) const noexcept { return m_min <= value && value <= m_max; }
 
     /// Plain comparison of the bounds (a NaN bound never compares equal).
     bool equals(const IfConfigItemConstraint& other) const override {

@@ -1,0 +1,193 @@
+// Frame delivery: the appsink callbacks that turn GStreamer frames into host samples.
+#include <gst/app/gstappsink.h>
+#include <gst/video/video.h>
+
+#include <cmath>
+#include <exception>
+
+#include "uni/assertion_report.h"
+#include "zelt/sample_sink.h"
+#include "zelt_camera_channel.h"
+#include "zeltpu/keys.h"
+#include "zeltpu/log.h"
+
+namespace zelt_camera {
+namespace {
+
+namespace keys = zelt::plugin_util::keys;
+using config_items::ScalarConfigItem;
+using config_items::StringConfigItem;
+
+constexpr const char* kSource = "lib/zelt_camera/src/zelt_camera_channel";
+constexpr std::size_t kHeaderSize = sizeof(image::ImageDataHeader);
+constexpr double kNanosecondsPerSecond = 1e9;
+
+// A non-negative time stamp as unsigned 64-bit; values from 2^63 up keep their top bit.
+std::uint64_t to_unsigned_ticks(double stamp) {
+    constexpr double kTopBit = 9223372036854775808.0;  // 2^63
+    if (stamp >= kTopBit)
+        return static_cast<std::uint64_t>(stamp - kTopBit) | (std::uint64_t{1} << 63);
+    return static_cast<std::uint64_t>(stamp);
+}
+
+void write_le32(std::uint8_t* out, std::uint32_t value) {
+    out[0] = static_cast<std::uint8_t>(value);
+    out[1] = static_cast<std::uint8_t>(value >> 8);
+    out[2] = static_cast<std::uint8_t>(value >> 16);
+    out[3] = static_cast<std::uint8_t>(value >> 24);
+}
+
+}  // namespace
+
+GstFlowReturn CameraChannel::onNewPreroll(GstAppSink* sink, gpointer channel) {
+    return static_cast<CameraChannel*>(channel)->handlePreroll(sink);
+}
+
+GstFlowReturn CameraChannel::onNewSample(GstAppSink* sink, gpointer channel) {
+    return static_cast<CameraChannel*>(channel)->handleSample(sink);
+}
+
+GstFlowReturn CameraChannel::handlePreroll(GstAppSink* sink) {
+    gst_support::SamplePtr sample(gst_app_sink_pull_preroll(sink));
+    if (!uni::check(sample != nullptr, "sample", kSource, __LINE__)) return GST_FLOW_ERROR;
+    GstCaps* caps = gst_sample_get_caps(sample.get());
+    if (!uni::check(caps != nullptr, "caps", kSource, __LINE__)) return GST_FLOW_ERROR;
+
+    GstVideoInfo info;
+    if (!gst_video_info_from_caps(&info, caps)) {
+        uni::reportAssertion("false", kSource, __LINE__);
+        return GST_FLOW_OK;
+    }
+
+    m_width = static_cast<std::uint32_t>(GST_VIDEO_INFO_WIDTH(&info));
+    m_height = static_cast<std::uint32_t>(GST_VIDEO_INFO_HEIGHT(&info));
+    gst_util_fraction_to_double(GST_VIDEO_INFO_FPS_N(&info), GST_VIDEO_INFO_FPS_D(&info),
+                                &m_framerate);
+    m_format = to_fourcc_name(gst_video_format_to_string(GST_VIDEO_INFO_FORMAT(&info)));
+    gst_util_fraction_to_double(GST_VIDEO_INFO_PAR_N(&info), GST_VIDEO_INFO_PAR_D(&info),
+                                &m_pixel_aspect_ratio);
+
+    std::uint32_t subsampling = 1;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        subsampling = m_frame_subsampling;
+    }
+    publishOption(keys::kSampleRate, ScalarConfigItem(m_framerate / subsampling, "fps"));
+    publishOption(keys::kFrameWidth, ScalarConfigItem(m_width, "pixel"));
+    publishOption(keys::kFrameHeight, ScalarConfigItem(m_height, "pixel"));
+    publishOption(keys::kPixelAspectRatio, ScalarConfigItem(m_pixel_aspect_ratio, ""));
+    publishOption(keys::kFrameFormat, StringConfigItem(m_format));
+
+    std::uint32_t fourcc = 0;
+    const PixelFormatInfo* format_info = nullptr;
+    try {
+        fourcc = fourcc_from_string(m_format);
+        format_info = &pixel_format_info(fourcc);
+    } catch (const std::exception& error) {
+        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
+            << "CameraChannel::onNewPreroll cannot start processing: " << error.what();
+        return GST_FLOW_ERROR;
+    }
+
+    UNI_LOG(unilogger_zelt_plugin_camera, ULS_INFO)
+        << "Preroll image received with size " << m_width << " x " << m_height << " and format "
+        << m_format;
+
+    // Whole bytes only: a trailing partial byte is dropped.
+    const std::int32_t payload = image_payload_bytes(*format_info, static_cast<int>(m_width),
+                                                     static_cast<int>(m_height));
+    const std::size_t buffer_size = static_cast<std::size_t>(payload) + kHeaderSize;
+
+    uni::check(m_image_buffer.empty(), "m_image_buffer.empty()", kSource, __LINE__);
+    m_image_buffer.resize(buffer_size);
+    if (!m_image_buffer.empty()) {
+        write_le32(m_image_buffer.data(), fourcc);
+        write_le32(m_image_buffer.data() + 4, m_width);
+        write_le32(m_image_buffer.data() + 8, m_height);
+    }
+
+    m_pipeline_running.store(true, std::memory_order_release);
+    return GST_FLOW_OK;
+}
+
+GstFlowReturn CameraChannel::handleSample(GstAppSink* sink) {
+    gst_support::SamplePtr sample(gst_app_sink_pull_sample(sink));
+    {
+        // A quick look without holding the lock over the pull: samples outside delivery are
+        // dropped at once.
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_acquisition_active) return sample ? GST_FLOW_OK : GST_FLOW_ERROR;
+    }
+    if (!sample) return GST_FLOW_ERROR;
+
+    GstBuffer* buffer = gst_sample_get_buffer(sample.get());
+    if (!uni::check(buffer != nullptr, "buffer", kSource, __LINE__)) return GST_FLOW_OK;
+    const GstClockTime pts = GST_BUFFER_PTS(buffer);
+
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!m_acquisition_active || !m_pipeline_running.load(std::memory_order_acquire))
+        return GST_FLOW_OK;
+
+    double stamp = 0.0;
+    if (m_time_source) {
+        const std::uint64_t host_now = m_time_source->getCurrentTicks();
+        const std::int64_t camera_now = runningTime();
+        const double dst_freq = m_time_source->getFrequency();
+        uni::check(dst_freq > 0, "dst_freq > 0", kSource, __LINE__);
+        // Unsigned on purpose: a frame stamped after camera_now gives a delay near 2^64, a
+        // negative stamp, and is dropped below.
+        const double buffer_read_delay =
+            static_cast<double>(static_cast<std::uint64_t>(camera_now) - pts);
+        uni::check(buffer_read_delay >= 0, "buffer_read_delay >= 0", kSource, __LINE__);
+        stamp = std::round(static_cast<double>(host_now) -
+                           dst_freq / kNanosecondsPerSecond * buffer_read_delay);
+    } else {
+        stamp = static_cast<double>(pts);
+    }
+    if (stamp < 0.0) return GST_FLOW_OK;
+
+    ++m_frame_counter;
+    if (m_frame_counter % m_frame_subsampling != 0) return GST_FLOW_OK;
+
+    const std::uint64_t timestamp = to_unsigned_ticks(stamp);
+    const std::size_t frame_size = gst_buffer_get_size(buffer);
+    if (m_image_buffer.size() != frame_size + kHeaderSize) {
+        uni::reportAssertion(
+            "m_image_buffer.size() == buffer_size + sizeof(image::ImageDataHeader)", kSource,
+            __LINE__,
+            "m_image_buffer.size() != buffer_size + sizeof(image::ImageDataHeader) (%zu != %zu)",
+            m_image_buffer.size(), frame_size + kHeaderSize);
+    }
+
+    if (zelt::IfSampleSink* sample_sink = usage().sampleSink()) {
+        // The one copy of the frame: straight behind the header. Never past the buffer: a
+        // frame larger than the negotiated size (padded strides) is cut to the image size.
+        const std::size_t room =
+            m_image_buffer.size() > kHeaderSize ? m_image_buffer.size() - kHeaderSize : 0;
+        gst_buffer_extract(buffer, 0, m_image_buffer.data() + kHeaderSize,
+                           frame_size < room ? frame_size : room);
+        sample_sink->addSample(timestamp, 0, m_image_buffer.data(),
+                               static_cast<std::uint32_t>(m_image_buffer.size()));
+    }
+    if (m_counter_channel) m_counter_channel->countEvent(timestamp);
+    return GST_FLOW_OK;
+}
+
+void CameraChannel::beginDelivery() {
+    if (!isUsed()) return;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_acquisition_active = true;
+}
+
+void CameraChannel::endDelivery() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_acquisition_active = false;
+}
+
+void CameraChannel::onAcquisitionStarted() {
+    if (!isUsed()) return;
+    uni::check(pipelineStarted(), "m_pipeline_started.load_relaxed()", kSource, __LINE__);
+    if (m_counter_channel) m_counter_channel->resetCount(0);
+}
+
+}  // namespace zelt_camera

@@ -1,0 +1,105 @@
+// The camera plug-in: the one DAQ plug-in object the creator hands to the host.
+#pragma once
+
+#include <gst/gst.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "gst_support/gst_ptr.h"
+#include "zeltpu/daq_plugin_base.h"
+#include "zeltpu/service_factory.h"
+#include "zeltpu/simple_plugin_config.h"
+
+namespace zelt_camera {
+
+class CameraChannel;
+class CameraSystemTopologyService;
+
+/// Offers every camera the GStreamer device monitor reports as a channel, and fans the host's
+/// acquisition calls out to the channels. Most host calls are serialised by one mutex; the
+/// channels' streaming threads never call the plug-in.
+class CameraPlugin final : public zelt::plugin_util::DAQPluginBase {
+public:
+    using ChannelMap = std::map<std::uint32_t, std::shared_ptr<CameraChannel>>;
+
+    CameraPlugin();
+    ~CameraPlugin() override;
+    CameraPlugin(const CameraPlugin&) = delete;
+    CameraPlugin& operator=(const CameraPlugin&) = delete;
+
+    // IfPluginCommon
+    std::string getPluginName() override;
+    tsa::Uuid getPluginInstanceTypeId() override;
+    void setPluginId(std::uint32_t id) override;
+    tsa::Uuid getPluginTypeId() override;
+
+    // IfDAQPlugin
+    bool init() override;
+    bool startDeviceMonitoring() override;
+    bool stopDeviceMonitoring() override;
+    void deinit() override;
+    std::shared_ptr<zelt::IfPluginConfig> getConfig() override;
+    void configChanged() override;
+    void updateChannels() override;
+    bool hasChannelsChanged() override;
+    plugin_api::IfServiceFactory* getServiceFactory() override;
+    void setExceptionManager(zelt::IfExceptionManager* manager) override;
+    bool isLicensed() override;
+    void setChannelUsed(std::uint32_t id, bool used) override;
+    void resetChannelsUsed() override;
+    std::set<std::uint32_t> getChannelIds() override;
+    std::uint32_t findChannelIndex(const zelt::ChannelIdentification& record) override;
+    bool prepareAcquisition() override;
+    bool isAcquisitionRunning() override;
+    bool checkChannels() override;
+    bool isClockMaster() override;
+    void startAcquisition() override;
+    bool stopAcquisition() override;
+    bool canStopAcquisition() override;
+    bool finishAcquisition() override;
+    bool cleanupAcquisition() override;
+    std::shared_ptr<zelt::IfTimeBaseProvider> getTimeBaseProvider(std::uint32_t id) override;
+    void setTimeSource(std::shared_ptr<zelt::IfTimeSource> time_source) override;
+    bool synchronizeTimeSource() override;
+    std::shared_ptr<channel_config::IfChannelConfig> getChannel(std::uint32_t id) override;
+    double getSampleRate() override;
+
+    /// The device monitor's bus watch. Leaves the channel set alone: only updateChannels,
+    /// which the host calls, changes it.
+    static gboolean onDeviceMonitorMessage(GstBus* bus, GstMessage* message, gpointer plugin);
+
+private:
+    /// Enumerates the monitor's devices and brings m_channels in line; under m_mutex.
+    void enumerateDevices();
+
+    std::mutex m_mutex;
+    ChannelMap m_channels;
+    std::unique_ptr<CameraSystemTopologyService> m_topology_service;
+    gst_support::DeviceMonitorPtr m_device_monitor;
+    gst_support::BusPtr m_device_monitor_bus;
+    guint m_device_monitor_watch = 0;
+    bool m_acquisition_running = false;
+    // Gates getTimeBaseProvider and setTimeSource. Never cleared: the camera offers no time
+    // base of its own to the host and always takes the host's.
+    bool m_accept_time_source = true;
+    std::shared_ptr<zelt::IfTimeSource> m_time_source;
+    std::shared_ptr<zelt::plugin_util::SimplePluginConfig> m_config;
+    zelt::plugin_util::ServiceFactory* m_service_factory = nullptr;
+    zelt::IfExceptionManager* m_exception_manager = nullptr;
+};
+
+/// The text of a device's "path" property; when that yields no text, of "device-path"; else
+/// empty. An empty but present "path" is taken as it is.
+std::string get_device_path(GstDevice* device);
+
+/// Splits a device path at its last '#': (key, interface-class suffix). A path without '#' is
+/// its own key with an empty suffix. Two providers reporting one camera yield one key.
+std::pair<std::string, std::string> make_device_key(const std::string& path);
+
+}  // namespace zelt_camera

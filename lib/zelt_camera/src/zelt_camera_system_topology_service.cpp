@@ -1,0 +1,92 @@
+#include "zelt_camera_system_topology_service.h"
+
+#include <boost/variant/get.hpp>
+#include <exception>
+
+#include "uni/assertion_report.h"
+#include "zelt_camera_ids.h"
+#include "zelt_camera_plugin.h"
+#include "zeltpu/keys.h"
+#include "zeltpu/log.h"
+
+namespace zelt_camera {
+namespace {
+
+namespace keys = zelt::plugin_util::keys;
+constexpr const char* kSource = "lib/zelt_camera/src/zelt_camera_system_topology_service";
+
+}  // namespace
+
+CameraSystemTopologyService::CameraSystemTopologyService(CameraPlugin* plugin)
+    : SystemTopologyServiceBase(plugin) {}
+
+pugi::xml_node CameraSystemTopologyService::writeMeasurementNode(pugi::xml_node parent,
+                                                                 const std::string& name,
+                                                                 std::uint32_t id, bool is_local) {
+    pugi::xml_node node = parent.append_child("MeasurementNode");
+    node.append_attribute("Name") = name.c_str();
+    node.append_attribute("Id") = std::to_string(id).c_str();
+    node.append_attribute("IsLocalNode") = is_local ? "true" : "false";
+    return node;
+}
+
+pugi::xml_node CameraSystemTopologyService::writeEnclosure(pugi::xml_node parent,
+                                                           const std::string& plugin_id,
+                                                           const std::string& name,
+                                                           std::uint32_t id) {
+    pugi::xml_node enclosure = parent.append_child("Enclosure");
+    enclosure.append_attribute("PluginId") = plugin_id.c_str();
+    enclosure.append_attribute("Name") = name.c_str();
+    enclosure.append_attribute("Id") = std::to_string(id).c_str();
+    return enclosure;
+}
+
+pugi::xml_node CameraSystemTopologyService::writeSlot(pugi::xml_node parent, std::uint32_t id) {
+    pugi::xml_node slot = parent.append_child("Slot");
+    slot.append_attribute("Id") = std::to_string(id).c_str();
+    return slot;
+}
+
+void CameraSystemTopologyService::fillMeasurementTree(pugi::xml_node root) {
+    auto* camera_plugin = dynamic_cast<CameraPlugin*>(plugin());
+    if (!uni::check(camera_plugin != nullptr, "plugin", kSource, 23)) return;
+    try {
+        if (camera_plugin->getChannelIds().empty()) return;
+        // The "PluginId" attribute carries the identifier the plug-in answers as its instance
+        // type, in the 36-character lower-case form.
+        pugi::xml_node node = writeMeasurementNode(root, "LocalNode", 0, true);
+        pugi::xml_node enclosure = writeEnclosure(
+            node, uuid_to_string(camera_plugin->getPluginInstanceTypeId()), "USB-Cameras",
+            kEnclosureId);
+        writeChannels(*camera_plugin, writeSlot(enclosure, 0));
+    } catch (const std::exception& error) {
+        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
+            << "Could not describe the camera topology: " << error.what();
+    }
+}
+
+void CameraSystemTopologyService::writeChannels(CameraPlugin& plugin, pugi::xml_node slot) {
+    const std::uint32_t plugin_id = plugin.getPluginId();
+    for (const std::uint32_t id : plugin.getChannelIds()) {
+        const auto channel = plugin.getChannel(id);
+        if (!channel) continue;
+        pugi::xml_node element;
+        if (channel->hasKey(keys::kIdCameraSubChannelId)) {
+            const std::string parent_id =
+                zelt::plugin_util::channel_id_text({plugin_id, id & 0xFFFFu});
+            pugi::xml_node parent = slot.find_child_by_attribute("Channel", "ChannelID",
+                                                                 parent_id.c_str());
+            if (!parent) continue;
+            element = parent.append_child("Channel");
+        } else {
+            element = slot.append_child("Channel");
+        }
+        element.append_attribute("ChannelID") =
+            zelt::plugin_util::channel_id_text({plugin_id, id}).c_str();
+        const auto name = channel->getConfigItem(keys::kDefaultName);
+        element.append_attribute("Name") =
+            boost::get<config_items::StringConfigItem>(name).m_value.c_str();
+    }
+}
+
+}  // namespace zelt_camera
