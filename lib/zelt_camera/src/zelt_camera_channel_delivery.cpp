@@ -8,6 +8,7 @@
 #include "uni/assertion_report.h"
 #include "zelt/sample_sink.h"
 #include "zelt_camera_channel.h"
+#include "zelt_camera_timestamp.h"
 #include "zeltpu/keys.h"
 #include "zeltpu/log.h"
 
@@ -20,15 +21,6 @@ using config_items::StringConfigItem;
 
 constexpr const char* kSource = "lib/zelt_camera/src/zelt_camera_channel";
 constexpr std::size_t kHeaderSize = sizeof(image::ImageDataHeader);
-constexpr double kNanosecondsPerSecond = 1e9;
-
-// A non-negative time stamp as unsigned 64-bit; values from 2^63 up keep their top bit.
-std::uint64_t to_unsigned_ticks(double stamp) {
-    constexpr double kTopBit = 9223372036854775808.0;  // 2^63
-    if (stamp >= kTopBit)
-        return static_cast<std::uint64_t>(stamp - kTopBit) | (std::uint64_t{1} << 63);
-    return static_cast<std::uint64_t>(stamp);
-}
 
 void write_le32(std::uint8_t* out, std::uint32_t value) {
     out[0] = static_cast<std::uint8_t>(value);
@@ -134,13 +126,7 @@ GstFlowReturn CameraChannel::handleSample(GstAppSink* sink) {
         const std::int64_t camera_now = runningTime();
         const double dst_freq = m_time_source->getFrequency();
         uni::check(dst_freq > 0, "dst_freq > 0", kSource, __LINE__);
-        // Unsigned on purpose: a frame stamped after camera_now gives a delay near 2^64, a
-        // negative stamp, and is dropped below.
-        const double buffer_read_delay =
-            static_cast<double>(static_cast<std::uint64_t>(camera_now) - pts);
-        uni::check(buffer_read_delay >= 0, "buffer_read_delay >= 0", kSource, __LINE__);
-        stamp = std::round(static_cast<double>(host_now) -
-                           dst_freq / kNanosecondsPerSecond * buffer_read_delay);
+        stamp = host_timestamp(host_now, dst_freq, camera_now, pts);
     } else {
         stamp = static_cast<double>(pts);
     }

@@ -51,24 +51,27 @@ void CameraSystemTopologyService::fillMeasurementTree(pugi::xml_node root) {
     auto* camera_plugin = dynamic_cast<CameraPlugin*>(plugin());
     if (!uni::check(camera_plugin != nullptr, "plugin", kSource, 23)) return;
     try {
-        if (camera_plugin->getChannelIds().empty()) return;
+        const std::set<std::uint32_t> ids = camera_plugin->getChannelIds();
+        if (ids.empty()) return;
         // The "PluginId" attribute carries the identifier the plug-in answers as its instance
         // type, in the 36-character lower-case form.
         pugi::xml_node node = writeMeasurementNode(root, "LocalNode", 0, true);
         pugi::xml_node enclosure = writeEnclosure(
             node, uuid_to_string(camera_plugin->getPluginInstanceTypeId()), "USB-Cameras",
             kEnclosureId);
-        writeChannels(*camera_plugin, writeSlot(enclosure, 0));
+        writeChannels(writeSlot(enclosure, 0), camera_plugin->getPluginId(), ids,
+                      [camera_plugin](std::uint32_t id) { return camera_plugin->getChannel(id); });
     } catch (const std::exception& error) {
         UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
             << "Could not describe the camera topology: " << error.what();
     }
 }
 
-void CameraSystemTopologyService::writeChannels(CameraPlugin& plugin, pugi::xml_node slot) {
-    const std::uint32_t plugin_id = plugin.getPluginId();
-    for (const std::uint32_t id : plugin.getChannelIds()) {
-        const auto channel = plugin.getChannel(id);
+void CameraSystemTopologyService::writeChannels(pugi::xml_node slot, std::uint32_t plugin_id,
+                                                const std::set<std::uint32_t>& ids,
+                                                const ChannelLookup& lookup) {
+    for (const std::uint32_t id : ids) {
+        const auto channel = lookup(id);
         if (!channel) continue;
         pugi::xml_node element;
         if (channel->hasKey(keys::kIdCameraSubChannelId)) {

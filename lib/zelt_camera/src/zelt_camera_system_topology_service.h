@@ -5,7 +5,12 @@
 #include <pugixml.hpp>
 
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <set>
 #include <string>
+
+#include "channel_config/channel_config.h"
 
 #include "zeltpu/system_topology_service_base.h"
 
@@ -18,7 +23,17 @@ public:
     /// The enclosure's id: a fixed marker of the camera enclosure, not derived from a device.
     static constexpr std::uint32_t kEnclosureId = 0xCA11CA11;
 
+    using ChannelLookup =
+        std::function<std::shared_ptr<channel_config::IfChannelConfig>(std::uint32_t id)>;
+
     explicit CameraSystemTopologyService(CameraPlugin* plugin);
+
+    /// Writes a "Channel" element per id into `slot`, ascending: a camera channel directly
+    /// under the slot, a sub-channel (one with "ID:CAMERA/SubChannelId") inside the element of
+    /// the camera with the id's low 16 bits; a sub-channel whose camera has no element is left
+    /// out.
+    static void writeChannels(pugi::xml_node slot, std::uint32_t plugin_id,
+                              const std::set<std::uint32_t>& ids, const ChannelLookup& channel);
 
 protected:
     void fillMeasurementTree(pugi::xml_node root) override;
@@ -29,7 +44,6 @@ private:
     static pugi::xml_node writeEnclosure(pugi::xml_node parent, const std::string& plugin_id,
                                          const std::string& name, std::uint32_t id);
     static pugi::xml_node writeSlot(pugi::xml_node parent, std::uint32_t id);
-    void writeChannels(CameraPlugin& plugin, pugi::xml_node slot);
 };
 
 }  // namespace zelt_camera

@@ -1,0 +1,250 @@
+#include "zelt_host/acquisition.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "config_items/config_items.h"
+#include "fake_plugin_fixture.h"
+#include "zelt_host/recording_sample_sink.h"
+
+namespace zelt::host::test {
+namespace {
+
+using namespace std::chrono_literals;
+
+class AcquisitionTest : public FakePluginTest {
+protected:
+    void setFlag(Host& host, const std::string& key, bool value) {
+        ASSERT_TRUE(host.plugin().getConfig()->setConfigItem(
+            key, config_items::SingleValueConfigItem<bool>(value)));
+        m_hooks.clear();
+    }
+};
+
+TEST_F(AcquisitionTest, StartAndStopFollowTheHostCallSequence) {
+    auto host = openHost();
+    {
+        Acquisition acquisition(*host, {0});
+        EXPECT_TRUE(acquisition.isRunning());
+        // getChannelIds, setTimeSource, resetChannelsUsed, setChannelUsed, prepareAcquisition,
+        // checkChannels (polled), startAcquisition, canStopAcquisition.
+        EXPECT_EQ(m_hooks.collapsedSlots(), (std::vector<int>{19, 31, 18, 17, 21, 23, 25, 27}));
+        m_hooks.clear();
+    }
+    // finishAcquisition, stopAcquisition.
+    EXPECT_EQ(m_hooks.slots(), (std::vector<int>{28, 26}));
+    host->close();
+    EXPECT_EQ(m_hooks.slots(), (std::vector<int>{28, 26, 9, 0}));
+}
+
+TEST_F(AcquisitionTest, EveryChosenChannelIsMarkedUsed) {
+    auto host = openHost();
+    Acquisition acquisition(*host, {0, 1});
+    EXPECT_EQ(m_hooks.collapsedSlots(), (std::vector<int>{19, 31, 18, 17, 21, 23, 25, 27}));
+    const auto slots = m_hooks.slots();
+    EXPECT_EQ(std::count(slots.begin(), slots.end(), 17), 2);
+    EXPECT_EQ(acquisition.channelIds(), (std::vector<std::uint32_t>{0, 1}));
+}
+
+TEST_F(AcquisitionTest, ReportSaysHowTheStartWent) {
+    auto host = openHost();
+    Acquisition acquisition(*host, {1});
+    const AcquisitionReport& report = acquisition.report();
+    EXPECT_TRUE(report.prepared);
+    EXPECT_TRUE(report.ready);
+    EXPECT_TRUE(report.delivering);
+    const auto slots = m_hooks.slots();
+    EXPECT_EQ(report.ready_checks,
+              static_cast<std::size_t>(std::count(slots.begin(), slots.end(), 23)));
+    EXPECT_LT(report.ready_after, 10000ms);
+}
+
+TEST_F(AcquisitionTest, SinksReceiveSamplesOnlyWhileDeliveryIsOn) {
+    auto host = openHost();
+    auto used = std::make_shared<RecordingSampleSink>();
+    auto unused = std::make_shared<RecordingSampleSink>();
+    host->setSampleSink(0, used);
+    host->setSampleSink(1, unused);
+
+    Acquisition acquisition(*host);
+    // Prepared and producing, but delivery is not on before start() has finished.
+    EXPECT_EQ(used->sampleCount(), 0u);
+    acquisition.start({0});
+    ASSERT_TRUE(used->waitForSamples(5, 5000ms));
+    acquisition.stop();
+
+    const std::size_t delivered = used->sampleCount();
+    const unsigned produced_before = std::stoul(host->itemText(0, "FramesProduced"));
+    std::this_thread::sleep_for(30ms);
+    // The camera keeps producing (it stays used), but nothing is delivered any more.
+    EXPECT_GT(std::stoul(host->itemText(0, "FramesProduced")), produced_before);
+    EXPECT_EQ(used->sampleCount(), delivered);
+    EXPECT_EQ(unused->sampleCount(), 0u);
+}
+
+TEST_F(AcquisitionTest, SamplesAreStampedInHostTicks) {
+    HostOptions options;
+    options.time_frequency = 1e6;
+    auto host = openHost(options);
+    auto sink = std::make_shared<RecordingSampleSink>();
+    host->setSampleSink(0, sink);
+
+    Acquisition acquisition(*host, {0});
+    ASSERT_TRUE(sink->waitForSamples(3, 5000ms));
+    acquisition.stop();
+    const std::uint64_t now = host->timeSource()->getCurrentTicks();
+
+    const auto samples = sink->samples();
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        EXPECT_LE(samples[i].timestamp, now);
+        if (i > 0) {
+            EXPECT_GE(samples[i].timestamp, samples[i - 1].timestamp);
+        }
+        ASSERT_TRUE(samples[i].header.has_value());
+        EXPECT_EQ(*samples[i].header, (ImageDataHeader{0x59455247, 4, 2}));
+        EXPECT_EQ(samples[i].size, 20u);
+    }
+}
+
+TEST_F(AcquisitionTest, FailedPrepareThrowsWithThePostedErrors) {
+    auto host = openHost();
+    setFlag(*host, "Fake/FailPrepare", true);
+
+    Acquisition acquisition(*host);
+    try {
+        acquisition.start({0});
+        FAIL() << "start succeeded";
+    } catch (const HostError& error) {
+        EXPECT_STREQ(error.what(),
+                     "the plug-in could not prepare the acquisition: "
+                     "Could not start camera Fake camera 0");
+    }
+    EXPECT_FALSE(acquisition.isRunning());
+    EXPECT_FALSE(acquisition.report().prepared);
+    EXPECT_EQ(m_hooks.slots(), (std::vector<int>{19, 31, 18, 17, 21}));
+
+    const auto posted = host->exceptions().posted();
+    ASSERT_EQ(posted.size(), 1u);
+    EXPECT_EQ(posted[0].source_tag, "ZELT_CAMERA");
+    EXPECT_EQ(posted[0].message_template, "Could not start camera %1");
+    EXPECT_EQ(posted[0].argument, "Fake camera 0");
+
+    host->close();
+    EXPECT_TRUE(host->exceptions().posted().empty());
+    EXPECT_EQ(host->exceptions().withdrawCount(), 1u);
+}
+
+TEST_F(AcquisitionTest, FailedPrepareIsToleratedWhenNotRequired) {
+    auto host = openHost();
+    setFlag(*host, "Fake/FailPrepare", true);
+    AcquisitionOptions options;
+    options.require_prepared = false;
+
+    Acquisition acquisition(*host, {0}, options);
+    EXPECT_TRUE(acquisition.isRunning());
+    EXPECT_FALSE(acquisition.report().prepared);
+    // A channel that posted its error counts as settled.
+    EXPECT_TRUE(acquisition.report().ready);
+}
+
+TEST_F(AcquisitionTest, ChannelsThatNeverComeUpTimeOut) {
+    auto host = openHost();
+    setFlag(*host, "Fake/NeverReady", true);
+    AcquisitionOptions options;
+    options.ready_timeout = 30ms;
+    options.poll_interval = 5ms;
+
+    Acquisition acquisition(*host, options);
+    try {
+        acquisition.start({0});
+        FAIL() << "start succeeded";
+    } catch (const HostError& error) {
+        EXPECT_STREQ(error.what(), "the channels did not come up within 30 ms");
+    }
+    EXPECT_FALSE(acquisition.isRunning());
+    EXPECT_FALSE(acquisition.report().ready);
+    EXPECT_GT(acquisition.report().ready_checks, 1u);
+    EXPECT_GE(acquisition.report().ready_after, 30ms);
+    EXPECT_EQ(m_hooks.collapsedSlots(), (std::vector<int>{19, 31, 18, 17, 21, 23}));
+}
+
+TEST_F(AcquisitionTest, UnknownChannelIsRefusedBeforeAnyAcquisitionCall) {
+    auto host = openHost();
+    Acquisition acquisition(*host);
+    try {
+        acquisition.start({0, 5});
+        FAIL() << "start succeeded";
+    } catch (const HostError& error) {
+        EXPECT_STREQ(error.what(), "the plug-in has no channel 5");
+    }
+    EXPECT_EQ(m_hooks.slots(), (std::vector<int>{19}));
+}
+
+TEST_F(AcquisitionTest, CloseStopsARunningAcquisitionFirst) {
+    auto host = openHost();
+    Acquisition acquisition(*host, {0});
+    m_hooks.clear();
+
+    host->close();
+    EXPECT_FALSE(acquisition.isRunning());
+    EXPECT_EQ(m_hooks.slots(), (std::vector<int>{28, 26, 9, 0}));
+    acquisition.stop();
+    EXPECT_EQ(m_hooks.slots(), (std::vector<int>{28, 26, 9, 0}));
+}
+
+TEST_F(AcquisitionTest, OneRunningAcquisitionPerHost) {
+    auto host = openHost();
+    Acquisition first(*host, {0});
+    Acquisition second(*host);
+    try {
+        second.start({1});
+        FAIL() << "start succeeded";
+    } catch (const HostError& error) {
+        EXPECT_STREQ(error.what(), "another acquisition of this host is running");
+    }
+    try {
+        first.start({1});
+        FAIL() << "start succeeded";
+    } catch (const HostError& error) {
+        EXPECT_STREQ(error.what(), "the acquisition is already running");
+    }
+    first.stop();
+    EXPECT_NO_THROW(second.start({1}));
+}
+
+TEST_F(AcquisitionTest, StopIsIdempotent) {
+    auto host = openHost();
+    Acquisition acquisition(*host, {0});
+    m_hooks.clear();
+    acquisition.stop();
+    acquisition.stop();
+    EXPECT_EQ(m_hooks.slots(), (std::vector<int>{28, 26}));
+}
+
+TEST_F(AcquisitionTest, StartOnAClosedHostThrows) {
+    Host host;
+    Acquisition acquisition(host);
+    EXPECT_THROW(acquisition.start({0}), HostError);
+}
+
+TEST_F(AcquisitionTest, PostedErrorsArePrintedToTheHostsErrorOutput) {
+    std::ostringstream output;
+    HostOptions options;
+    options.error_output = &output;
+    auto host = openHost(options);
+    setFlag(*host, "Fake/FailPrepare", true);
+
+    Acquisition acquisition(*host);
+    EXPECT_THROW(acquisition.start({1}), HostError);
+    EXPECT_EQ(output.str(), "error [ZELT_CAMERA]: Could not start camera Fake camera 1\n");
+}
+
+}  // namespace
+}  // namespace zelt::host::test

@@ -1,0 +1,277 @@
+#include "camera_spec.h"
+
+#include <json-glib/json-glib.h>
+
+#include <atomic>
+#include <cstdlib>
+
+#include "vcam/vcam.h"
+
+namespace zelt::vcam {
+namespace {
+
+// The modes of a default camera, in the order a real camera lists them: per format, the
+// larger size first.
+constexpr const char* kDefaultCaps =
+    "video/x-raw, format=(string)YUY2, width=(int)1280, height=(int)720, "
+    "framerate=(fraction)30/1, pixel-aspect-ratio=(fraction)1/1; "
+    "video/x-raw, format=(string)YUY2, width=(int)640, height=(int)480, "
+    "framerate=(fraction)30/1, pixel-aspect-ratio=(fraction)1/1; "
+    "video/x-raw, format=(string)I420, width=(int)1280, height=(int)720, "
+    "framerate=(fraction)30/1, pixel-aspect-ratio=(fraction)1/1; "
+    "video/x-raw, format=(string)I420, width=(int)640, height=(int)480, "
+    "framerate=(fraction)30/1, pixel-aspect-ratio=(fraction)1/1";
+
+// More cameras than any test or demo needs; a larger count is taken for a typing error.
+constexpr unsigned long kMaxDefaultCameras = 64;
+
+std::uint64_t next_serial() {
+    static std::atomic<std::uint64_t> serial{0};
+    return ++serial;
+}
+
+using JsonParserPtr = std::unique_ptr<JsonParser, gst_support::GObjectUnref>;
+
+bool is_string(JsonNode* node) {
+    return JSON_NODE_HOLDS_VALUE(node) && json_node_get_value_type(node) == G_TYPE_STRING;
+}
+bool is_boolean(JsonNode* node) {
+    return JSON_NODE_HOLDS_VALUE(node) && json_node_get_value_type(node) == G_TYPE_BOOLEAN;
+}
+bool is_integer(JsonNode* node) {
+    return JSON_NODE_HOLDS_VALUE(node) && json_node_get_value_type(node) == G_TYPE_INT64;
+}
+
+// A string member that may also be null (or absent): the property then yields NULL.
+bool read_optional_string(JsonNode* node, const std::string& where, std::optional<std::string>& out,
+                          std::string& error) {
+    if (JSON_NODE_HOLDS_NULL(node)) {
+        out.reset();
+        return true;
+    }
+    if (!is_string(node)) {
+        error = where + " must be a string or null";
+        return false;
+    }
+    out = json_node_get_string(node);
+    return true;
+}
+
+bool read_boolean(JsonNode* node, const std::string& where, bool& out, std::string& error) {
+    if (!is_boolean(node)) {
+        error = where + " must be true or false";
+        return false;
+    }
+    out = json_node_get_boolean(node) != FALSE;
+    return true;
+}
+
+bool read_caps(JsonNode* node, const std::string& where, gst_support::CapsPtr& out,
+               std::string& error) {
+    if (!JSON_NODE_HOLDS_ARRAY(node)) {
+        error = where + " must be an array of caps strings";
+        return false;
+    }
+    JsonArray* array = json_node_get_array(node);
+    gst_support::CapsPtr caps(gst_caps_new_empty());
+    for (guint i = 0; i < json_array_get_length(array); ++i) {
+        JsonNode* entry = json_array_get_element(array, i);
+        const std::string entry_where = where + "[" + std::to_string(i) + "]";
+        if (!is_string(entry)) {
+            error = entry_where + " must be a caps string";
+            return false;
+        }
+        const gchar* text = json_node_get_string(entry);
+        GstCaps* parsed = gst_caps_from_string(text);
+        if (parsed == nullptr) {
+            error = entry_where + " is not valid caps: '" + text + "'";
+            return false;
+        }
+        // Appended, not merged: every structure stays as written, duplicates included.
+        gst_caps_append(caps.get(), parsed);
+    }
+    out = std::move(caps);
+    return true;
+}
+
+bool parse_camera(JsonNode* node, const std::string& where, CameraSpec& spec, std::string& error) {
+    if (!JSON_NODE_HOLDS_OBJECT(node)) {
+        error = where + " must be an object";
+        return false;
+    }
+    JsonObject* object = json_node_get_object(node);
+    bool has_name = false;
+    std::optional<std::string> id;
+    GList* members = json_object_get_members(object);
+    bool ok = true;
+    for (GList* item = members; item != nullptr && ok; item = item->next) {
+        const std::string key = static_cast<const gchar*>(item->data);
+        JsonNode* value = json_object_get_member(object, key.c_str());
+        const std::string member = where + "." + key;
+        if (key == "id") {
+            ok = is_string(value);
+            if (ok)
+                id = json_node_get_string(value);
+            else
+                error = member + " must be a string";
+        } else if (key == "name") {
+            ok = is_string(value);
+            if (ok)
+                spec.name = json_node_get_string(value);
+            else
+                error = member + " must be a string";
+            has_name = ok;
+        } else if (key == "device_type") {
+            const std::string type = is_string(value) ? json_node_get_string(value) : "";
+            if (type == "default") {
+                spec.kind = DeviceKind::Default;
+            } else if (type == ZELT_VCAM_MF_DEVICE_TYPE_NAME) {
+                spec.kind = DeviceKind::MediaFoundation;
+            } else {
+                error = member + " must be \"default\" or \"" ZELT_VCAM_MF_DEVICE_TYPE_NAME "\"";
+                ok = false;
+            }
+        } else if (key == "path") {
+            ok = read_optional_string(value, member, spec.path, error);
+        } else if (key == "device_path") {
+            ok = read_optional_string(value, member, spec.device_path, error);
+        } else if (key == "caps") {
+            ok = read_caps(value, member, spec.caps, error);
+        } else if (key == "benchmark") {
+            ok = read_boolean(value, member, spec.benchmark, error);
+        } else if (key == "fail_link") {
+            ok = read_boolean(value, member, spec.fail_link, error);
+        } else if (key == "never_first_frame") {
+            ok = read_boolean(value, member, spec.never_first_frame, error);
+        } else if (key == "error_after_frames") {
+            if (JSON_NODE_HOLDS_NULL(value)) {
+                spec.error_after_frames = -1;
+            } else if (is_integer(value) && json_node_get_int(value) >= 0) {
+                spec.error_after_frames = json_node_get_int(value);
+            } else {
+                error = member + " must be a non-negative integer or null";
+                ok = false;
+            }
+        } else {
+            error = member + " is not a camera member";
+            ok = false;
+        }
+    }
+    g_list_free(members);
+    if (!ok) return false;
+    if (!has_name) {
+        error = where + " has no \"name\"";
+        return false;
+    }
+    spec.id = id.value_or(spec.name);
+    if (!spec.caps) spec.caps.reset(default_camera_caps());
+    return true;
+}
+
+}  // namespace
+
+GstCaps* default_camera_caps() { return gst_caps_from_string(kDefaultCaps); }
+
+CameraList default_cameras(unsigned count) {
+    CameraList cameras;
+    for (unsigned i = 0; i < count; ++i) {
+        auto spec = std::make_shared<CameraSpec>();
+        spec->name = "Virtual Camera " + std::to_string(i);
+        spec->id = spec->name;
+        spec->device_path = "/dev/zelt-vcam" + std::to_string(i);
+        spec->caps.reset(default_camera_caps());
+        spec->serial = next_serial();
+        cameras.push_back(std::move(spec));
+    }
+    return cameras;
+}
+
+bool parse_cameras_json(const std::string& text, bool allow_single, CameraList& out,
+                        std::string& error) {
+    JsonParserPtr parser(json_parser_new());
+    GError* raw_error = nullptr;
+    if (!json_parser_load_from_data(parser.get(), text.data(), static_cast<gssize>(text.size()),
+                                    &raw_error)) {
+        gst_support::GErrorPtr parse_error(raw_error);
+        error = std::string("not valid JSON: ") + parse_error->message;
+        return false;
+    }
+    JsonNode* root = json_parser_get_root(parser.get());
+    if (root == nullptr || !JSON_NODE_HOLDS_OBJECT(root)) {
+        error = "the description must be a JSON object";
+        return false;
+    }
+    JsonObject* object = json_node_get_object(root);
+    CameraList cameras;
+    if (!json_object_has_member(object, "cameras")) {
+        if (!allow_single) {
+            error = "the description has no member \"cameras\"";
+            return false;
+        }
+        auto spec = std::make_shared<CameraSpec>();
+        if (!parse_camera(root, "camera", *spec, error)) return false;
+        spec->serial = next_serial();
+        cameras.push_back(std::move(spec));
+    } else {
+        if (json_object_get_size(object) != 1) {
+            error = "the description may hold only the member \"cameras\"";
+            return false;
+        }
+        JsonNode* list = json_object_get_member(object, "cameras");
+        if (!JSON_NODE_HOLDS_ARRAY(list)) {
+            error = "\"cameras\" must be an array";
+            return false;
+        }
+        JsonArray* array = json_node_get_array(list);
+        for (guint i = 0; i < json_array_get_length(array); ++i) {
+            auto spec = std::make_shared<CameraSpec>();
+            const std::string where = "cameras[" + std::to_string(i) + "]";
+            if (!parse_camera(json_array_get_element(array, i), where, *spec, error)) {
+                return false;
+            }
+            spec->serial = next_serial();
+            cameras.push_back(std::move(spec));
+        }
+    }
+    out = std::move(cameras);
+    return true;
+}
+
+CameraList cameras_from_environment(std::string& error) {
+    const gchar* value = g_getenv(ZELT_VCAM_ENVIRONMENT_VARIABLE);
+    if (value == nullptr || *value == '\0') return {};
+    const std::string text = value;
+    if (text.find_first_not_of("0123456789") == std::string::npos) {
+        const unsigned long count = std::strtoul(text.c_str(), nullptr, 10);
+        if (text.size() > 3 || count > kMaxDefaultCameras) {
+            error = ZELT_VCAM_ENVIRONMENT_VARIABLE "=" + text + " asks for more than " +
+                    std::to_string(kMaxDefaultCameras) + " cameras";
+            return {};
+        }
+        return default_cameras(static_cast<unsigned>(count));
+    }
+    gchar* contents = nullptr;
+    gsize length = 0;
+    GError* raw_error = nullptr;
+    if (!g_file_get_contents(text.c_str(), &contents, &length, &raw_error)) {
+        gst_support::GErrorPtr read_error(raw_error);
+        error = "cannot read " + text + ": " + read_error->message;
+        return {};
+    }
+    gst_support::GCharPtr owned(contents);
+    CameraList cameras;
+    std::string parse_error;
+    if (!parse_cameras_json(std::string(contents, length), false, cameras, parse_error)) {
+        error = text + ": " + parse_error;
+        return {};
+    }
+    return cameras;
+}
+
+std::string unplug_device_text(const CameraSpec& spec) {
+    if (spec.device_path && !spec.device_path->empty()) return *spec.device_path;
+    if (spec.path && !spec.path->empty()) return *spec.path;
+    return spec.name;
+}
+
+}  // namespace zelt::vcam

@@ -1,0 +1,46 @@
+// The device objects of the virtual cameras: ZeltVcamDevice, and GstMFDevice, a subclass that
+// carries the Media Foundation provider's type name so that a consumer's handling of that
+// provider's duplicates can be exercised on any system.
+#pragma once
+
+#include <gst/gst.h>
+
+#include "camera_spec.h"
+
+G_BEGIN_DECLS
+
+#define ZELT_TYPE_VCAM_DEVICE (zelt_vcam_device_get_type())
+#define ZELT_VCAM_DEVICE(obj) \
+    (G_TYPE_CHECK_INSTANCE_CAST((obj), ZELT_TYPE_VCAM_DEVICE, ZeltVcamDevice))
+#define ZELT_IS_VCAM_DEVICE(obj) (G_TYPE_CHECK_INSTANCE_TYPE((obj), ZELT_TYPE_VCAM_DEVICE))
+
+struct ZeltVcamDevicePrivate;
+
+/// A virtual camera as the device monitor reports it. Properties "path" and "device-path"
+/// are strings (NULL when the description leaves them out or sets them to null).
+struct ZeltVcamDevice {
+    GstDevice parent;
+    ZeltVcamDevicePrivate* priv;
+};
+
+struct ZeltVcamDeviceClass {
+    GstDeviceClass parent_class;
+};
+
+GType zelt_vcam_device_get_type(void);
+
+/// The type registered under the name "GstMFDevice" (a subclass of ZeltVcamDevice), or
+/// ZeltVcamDevice itself when a type of that name already exists in the process.
+GType zelt_vcam_mf_device_get_type(void);
+
+G_END_DECLS
+
+namespace zelt::vcam {
+
+/// A new device for `spec`, of the type its kind asks for. (transfer floating)
+GstDevice* make_device(const CameraSpecPtr& spec);
+
+/// The description a device was made from; null for other devices.
+CameraSpecPtr device_spec(GstDevice* device);
+
+}  // namespace zelt::vcam
