@@ -104,6 +104,10 @@ public:
     /// Whether an error is posted for this channel right now.
     bool hasError() const;
     const CapsController& capsController() const noexcept { return *m_caps_controller; }
+    /// The capture pipeline, or null; for diagnostics. (transfer none)
+    GstElement* pipeline() const noexcept { return m_pipeline.get(); }
+    /// The image buffer's size in bytes: header and pixels; 0 while empty.
+    std::size_t imageBufferSize() const noexcept { return m_image_buffer.size(); }
 
     // GStreamer callbacks
     static GstFlowReturn onNewPreroll(GstAppSink* sink, gpointer channel);

@@ -39,7 +39,8 @@ public:
     /// Adds a constraint to every option of the channel.
     virtual void addChannelConstraint(config_items::ConstraintPtr constraint) = 0;
     /// Registers a listener for options the channel changes by itself (channels that never
-    /// change options by themselves ignore it).
+    /// change options by themselves ignore it). The listener may be called on the channel's
+    /// acquisition threads and until the channel is destroyed: keep what it captures alive.
     virtual void addOptionChangeListener(OptionChangeListener listener) = 0;
     /// The sink this channel's samples go to while the host acquires it (null: none).
     virtual void setSampleSink(std::shared_ptr<zelt::IfSampleSink> sink) = 0;
