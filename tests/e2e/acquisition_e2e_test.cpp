@@ -46,32 +46,31 @@ TEST_F(TwoCamerasTest, CameraChannelListsItsOptionsInOrder) {
                   "DefaultName", "ShortId", "AdditionalChannelInfo2", "ID:CAMERA/ChannelIndex",
                   "CAMERA/FrameSetting", "CAMERA/Type", "ChannelType", "SampleUpdateType",
                   "SampleResolution"}));
-    EXPECT_EQ(text(0, "Used"), "0");
-    EXPECT_EQ(text(0, "Valid"), "1");
-    EXPECT_EQ(text(0, "ShortId"), "Cam A");
-    EXPECT_EQ(text(0, "AdditionalChannelInfo2"), "USB Camera");
-    EXPECT_EQ(text(0, "CAMERA/Type"), "USB");
-    EXPECT_EQ(text(0, "CAMERA/FrameSetting"), "64 x 48 @ 100 fps");
-    EXPECT_EQ(text(0, "CAMERA/FrameSubsampling"), "1");
-    EXPECT_EQ(text(0, "ChannelType"), "13");
-    EXPECT_EQ(text(0, "SampleUpdateType"), "1");
-    EXPECT_EQ(text(0, "SampleResolution"), "16");
+    expectTexts(0, {{"Used", "0"},
+                    {"Valid", "1"},
+                    {"ShortId", "Cam A"},
+                    {"AdditionalChannelInfo2", "USB Camera"},
+                    {"CAMERA/Type", "USB"},
+                    {"CAMERA/FrameSetting", "64 x 48 @ 100 fps"},
+                    {"CAMERA/FrameSubsampling", "1"},
+                    {"ChannelType", "13"},
+                    {"SampleUpdateType", "1"},
+                    {"SampleResolution", "16"}});
 }
 
 TEST_F(TwoCamerasTest, GeometryOptionsAreZeroUntilTheFirstFrameThenTheNegotiatedValues) {
-    EXPECT_EQ(text(0, "SampleRate"), "0 fps");
-    EXPECT_EQ(text(0, "FrameWidth"), "0 pixel");
-    EXPECT_EQ(text(0, "FrameHeight"), "0 pixel");
-    EXPECT_EQ(text(0, "FrameFormat"), "");
+    expectTexts(0, {{"SampleRate", "0 fps"},
+                    {"FrameWidth", "0 pixel"},
+                    {"FrameHeight", "0 pixel"},
+                    {"FrameFormat", ""}});
 
     Acquisition acquisition(*m_host, {0, 1});
-    EXPECT_EQ(text(0, "SampleRate"), "100 fps");
-    EXPECT_EQ(text(0, "FrameWidth"), "64 pixel");
-    EXPECT_EQ(text(0, "FrameHeight"), "48 pixel");
-    EXPECT_EQ(text(0, "PixelAspectRatio"), "1");
-    EXPECT_EQ(text(0, "FrameFormat"), "YUY2");
-    EXPECT_EQ(text(1, "FrameFormat"), "I420");
-    EXPECT_EQ(text(1, "FrameWidth"), "32 pixel");
+    expectTexts(0, {{"SampleRate", "100 fps"},
+                    {"FrameWidth", "64 pixel"},
+                    {"FrameHeight", "48 pixel"},
+                    {"PixelAspectRatio", "1"},
+                    {"FrameFormat", "YUY2"}});
+    expectTexts(1, {{"FrameFormat", "I420"}, {"FrameWidth", "32 pixel"}});
 }
 
 // Frames of one camera: header, size, consecutive sequence numbers, increasing stamps.

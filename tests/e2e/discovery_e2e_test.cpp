@@ -47,6 +47,15 @@ TEST_F(DiscoveryTest, DeviceWithoutAnyPathGetsNoPipelineAndIsNotOffered) {
     EXPECT_EQ(text(0, "DefaultName"), "With path");
 }
 
+TEST_F(DiscoveryTest, CameraWithAModeWithoutWidthIsLeftOutAndTheOthersAreOffered) {
+    CameraDescription broken = small_camera("No width", "/dev/zelt-nowidth");
+    broken.caps = std::vector<std::string>{
+        "video/x-raw, format=YUY2, height=48, framerate=30/1, pixel-aspect-ratio=1/1"};
+    open({broken, small_camera("Fine", "/dev/zelt-fine")});
+    EXPECT_EQ(m_host->channelIds(), (std::vector<std::uint32_t>{0, 0x10000}));
+    EXPECT_EQ(text(0, "DefaultName"), "Fine");
+}
+
 TEST_F(DiscoveryTest, ShortIdAndDefaultNameAreTheDisplayName) {
     open({small_camera("Bench camera 3", "/dev/zelt-3")});
     EXPECT_EQ(text(0, "ShortId"), "Bench camera 3");

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "vcam/vcam_control.h"
@@ -73,6 +74,12 @@ protected:
     }
 
     std::string text(std::uint32_t id, const std::string& key) { return m_host->itemText(id, key); }
+
+    /// Checks the text forms of several items of channel `id`: {key, expected text}.
+    void expectTexts(std::uint32_t id,
+                     const std::vector<std::pair<std::string, std::string>>& expected) {
+        for (const auto& [key, value] : expected) EXPECT_EQ(text(id, key), value) << key;
+    }
 
     std::unique_ptr<zelt::host::Host> m_host;
     std::string m_camera_file;

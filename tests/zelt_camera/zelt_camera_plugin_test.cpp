@@ -9,6 +9,7 @@
 #include "test_assertions.h"
 #include "zelt/system_topology.h"
 #include "zelt_camera_ids.h"
+#include "zelt_camera_device.h"
 #include "zelt_camera_plugin.h"
 #include "zelt_camera_plugin_creator.h"
 

@@ -10,6 +10,7 @@
 
 #include "uni/assertion_report.h"
 #include "zelt/sample_sink.h"
+#include "zelt_camera_device.h"
 #include "zelt_camera_ids.h"
 #include "zeltpu/keys.h"
 #include "zeltpu/log.h"
@@ -24,7 +25,6 @@ using config_items::ConfigItem;
 using config_items::ScalarConfigItem;
 using config_items::StringConfigItem;
 
-constexpr const char* kSource = "lib/zelt_camera/src/zelt_camera_channel";
 constexpr const char* kSourceTag = "ZELT_CAMERA";
 constexpr const char* kCounterSuffix = " RcvdCNT";
 constexpr const char* kCounterUnit = "frames";
@@ -33,15 +33,6 @@ constexpr const char* kCounterInfo = "Received frames";
 constexpr const char* kCameraInfo = "USB Camera";
 constexpr const char* kCameraTypeValue = "USB";
 constexpr double kNanosecondsPerSecond = 1e9;
-
-// Reads a string property if the device has it; empty when absent, unset or empty.
-std::string string_property(GstDevice* device, const char* name) {
-    if (g_object_class_find_property(G_OBJECT_GET_CLASS(device), name) == nullptr) return {};
-    gchar* value = nullptr;
-    g_object_get(device, name, &value, nullptr);
-    gst_support::GCharPtr owned(value);
-    return owned ? std::string(owned.get()) : std::string();
-}
 
 }  // namespace
 
@@ -65,8 +56,9 @@ void CameraChannel::initializeFromDevice(GstDevice* device) {
     const std::string name = display_name ? display_name.get() : "";
     const std::string type_name = G_OBJECT_TYPE_NAME(device);
     m_caps_controller->update(device);
-    std::string path = string_property(device, "path");
-    if (path.empty()) path = string_property(device, "device-path");
+    // Unlike discovery's key, an empty "path" falls back to "device-path" here.
+    std::string path = device_string_property(device, "path").value_or(std::string());
+    if (path.empty()) path = device_string_property(device, "device-path").value_or(std::string());
     initialize(name, path, type_name);
     if (!m_path.empty()) setupPipeline();
 }

@@ -2,11 +2,13 @@
 
 #include <boost/variant/get.hpp>
 #include <cmath>
+#include <exception>
 #include <limits>
 
 #include "uni/assertion_report.h"
 #include "zelt/system_topology.h"
 #include "zelt_camera_channel.h"
+#include "zelt_camera_device.h"
 #include "zelt_camera_ids.h"
 #include "zelt_camera_system_topology_service.h"
 #include "zeltpu/keys.h"
@@ -26,27 +28,7 @@ constexpr const char* kMediaFoundationDeviceType = "GstMFDevice";
 // The topology service's identifier, built from its bytes when the library is loaded.
 const tsa::Uuid kTopologyServiceId = zelt::kSystemTopologyServiceId;
 
-// Reads a string property if the device has it; null when absent or unset. (transfer full)
-gst_support::GCharPtr string_property(GstDevice* device, const char* name) {
-    if (g_object_class_find_property(G_OBJECT_GET_CLASS(device), name) == nullptr) return {};
-    gchar* value = nullptr;
-    g_object_get(device, name, &value, nullptr);
-    return gst_support::GCharPtr(value);
-}
-
 }  // namespace
-
-std::string get_device_path(GstDevice* device) {
-    if (auto path = string_property(device, "path")) return path.get();
-    if (auto path = string_property(device, "device-path")) return path.get();
-    return {};
-}
-
-std::pair<std::string, std::string> make_device_key(const std::string& path) {
-    const auto hash = path.rfind('#');
-    if (hash == std::string::npos) return {path, {}};
-    return {path.substr(0, hash), path.substr(hash + 1)};
-}
 
 CameraPlugin::CameraPlugin()
     : m_topology_service(std::make_unique<CameraSystemTopologyService>(this)),
@@ -229,8 +211,20 @@ void CameraPlugin::enumerateDevices() {
         }
         if (known) continue;
 
-        auto channel = std::make_shared<CameraChannel>(
-            channel_config::ChannelID{getPluginId(), next_index}, device.get(), m_exception_manager);
+        std::shared_ptr<CameraChannel> channel;
+        try {
+            channel = std::make_shared<CameraChannel>(
+                channel_config::ChannelID{getPluginId(), next_index}, device.get(),
+                m_exception_manager);
+        } catch (const std::exception& error) {
+            // A device whose modes cannot be read (a mode without width or height) is not
+            // offered; the other cameras are.
+            gst_support::GCharPtr name(gst_device_get_display_name(device.get()));
+            UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
+                << "Could not initialize camera '" << (name ? name.get() : "")
+                << "': " << error.what();
+            continue;
+        }
         if (!channel->isValid()) continue;
         if (frame_counters) channel->createCounterChannel();
         m_channels.emplace(next_index, std::move(channel));

@@ -94,12 +94,4 @@ private:
     zelt::IfExceptionManager* m_exception_manager = nullptr;
 };
 
-/// The text of a device's "path" property; when that yields no text, of "device-path"; else
-/// empty. An empty but present "path" is taken as it is.
-std::string get_device_path(GstDevice* device);
-
-/// Splits a device path at its last '#': (key, interface-class suffix). A path without '#' is
-/// its own key with an empty suffix. Two providers reporting one camera yield one key.
-std::pair<std::string, std::string> make_device_key(const std::string& path);
-
 }  // namespace zelt_camera
