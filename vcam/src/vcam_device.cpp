@@ -4,7 +4,7 @@
 #include "vcam/vcam.h"
 
 struct ZeltVcamDevicePrivate {
-    zelt::vcam::CameraSpecPtr spec;
+    zelt::vcam::CameraSpecPtr camera;
     gst_support::GCharPtr path;
     gst_support::GCharPtr device_path;
 };
@@ -18,19 +18,19 @@ constexpr const char* kDeviceClass = "Video/Source";
 constexpr const char* kPropertiesName = "zeltvcamdeviceprovider";
 
 GstElement* create_element(GstDevice* device, const gchar* name) {
-    const zelt::vcam::CameraSpecPtr spec = zelt::vcam::device_spec(device);
-    if (!spec) return nullptr;
+    const zelt::vcam::CameraSpecPtr camera = zelt::vcam::device_spec(device);
+    if (!camera) return nullptr;
     GstElement* element = gst_element_factory_make(ZELT_VCAM_ELEMENT_NAME, name);
     if (element == nullptr) {
         GST_ERROR_OBJECT(device, "no element factory '%s'", ZELT_VCAM_ELEMENT_NAME);
         return nullptr;
     }
-    const std::string unplug_text = zelt::vcam::unplug_device_text(*spec);
-    g_object_set(element, "camera-caps", spec->caps.get(), "device-path", unplug_text.c_str(),
-                 "benchmark", static_cast<gboolean>(spec->benchmark), "fail-link",
-                 static_cast<gboolean>(spec->fail_link), "error-after-frames",
-                 static_cast<gint64>(spec->error_after_frames), "never-first-frame",
-                 static_cast<gboolean>(spec->never_first_frame), nullptr);
+    const std::string unplug_text = zelt::vcam::unplug_device_text(*camera);
+    g_object_set(element, "camera-caps", camera->caps.get(), "device-path", unplug_text.c_str(),
+                 "benchmark", static_cast<gboolean>(camera->benchmark), "fail-link",
+                 static_cast<gboolean>(camera->fail_link), "error-after-frames",
+                 static_cast<gint64>(camera->error_after_frames), "never-first-frame",
+                 static_cast<gboolean>(camera->never_first_frame), nullptr);
     return element;
 }
 
@@ -117,45 +117,45 @@ GType zelt_vcam_mf_device_get_type(void) {
 
 namespace zelt::vcam {
 
-GstDevice* make_device(const CameraSpecPtr& spec) {
-    const GType type = spec->kind == DeviceKind::MediaFoundation ? zelt_vcam_mf_device_get_type()
+GstDevice* make_device(const CameraSpecPtr& camera) {
+    const GType type = camera->kind == DeviceKind::MediaFoundation ? zelt_vcam_mf_device_get_type()
                                                                  : ZELT_TYPE_VCAM_DEVICE;
     // What gst_device_get_properties() reports: the paths only when the description gives
     // them, the faults only when they are on.
     const gst_support::StructurePtr properties(
         gst_structure_new(kPropertiesName, "device.api", G_TYPE_STRING, "zelt-vcam", "zelt-vcam.id",
-                          G_TYPE_STRING, spec->id.c_str(), nullptr));
+                          G_TYPE_STRING, camera->id.c_str(), nullptr));
     GstStructure* fields = properties.get();
-    if (spec->path) gst_structure_set(fields, "path", G_TYPE_STRING, spec->path->c_str(), nullptr);
-    if (spec->device_path) {
-        gst_structure_set(fields, "device-path", G_TYPE_STRING, spec->device_path->c_str(),
+    if (camera->path) gst_structure_set(fields, "path", G_TYPE_STRING, camera->path->c_str(), nullptr);
+    if (camera->device_path) {
+        gst_structure_set(fields, "device-path", G_TYPE_STRING, camera->device_path->c_str(),
                           nullptr);
     }
-    if (spec->benchmark) {
+    if (camera->benchmark) {
         gst_structure_set(fields, "zelt-vcam.benchmark", G_TYPE_BOOLEAN, TRUE, nullptr);
     }
-    if (spec->fail_link) {
+    if (camera->fail_link) {
         gst_structure_set(fields, "zelt-vcam.fail-link", G_TYPE_BOOLEAN, TRUE, nullptr);
     }
-    if (spec->never_first_frame) {
+    if (camera->never_first_frame) {
         gst_structure_set(fields, "zelt-vcam.never-first-frame", G_TYPE_BOOLEAN, TRUE, nullptr);
     }
-    if (spec->error_after_frames >= 0) {
+    if (camera->error_after_frames >= 0) {
         gst_structure_set(fields, "zelt-vcam.error-after-frames", G_TYPE_INT64,
-                          static_cast<gint64>(spec->error_after_frames), nullptr);
+                          static_cast<gint64>(camera->error_after_frames), nullptr);
     }
     // The device copies the properties structure and takes a reference to the caps.
     gpointer object = g_object_new(
-        type, "display-name", spec->name.c_str(), "caps", spec->caps.get(), "device-class",
-        kDeviceClass, "properties", fields, "path", spec->path ? spec->path->c_str() : nullptr,
-        "device-path", spec->device_path ? spec->device_path->c_str() : nullptr, nullptr);
-    ZELT_VCAM_DEVICE(object)->priv->spec = spec;
+        type, "display-name", camera->name.c_str(), "caps", camera->caps.get(), "device-class",
+        kDeviceClass, "properties", fields, "path", camera->path ? camera->path->c_str() : nullptr,
+        "device-path", camera->device_path ? camera->device_path->c_str() : nullptr, nullptr);
+    ZELT_VCAM_DEVICE(object)->priv->camera = camera;
     return GST_DEVICE(object);
 }
 
 CameraSpecPtr device_spec(GstDevice* device) {
     if (!ZELT_IS_VCAM_DEVICE(device)) return nullptr;
-    return ZELT_VCAM_DEVICE(device)->priv->spec;
+    return ZELT_VCAM_DEVICE(device)->priv->camera;
 }
 
 }  // namespace zelt::vcam

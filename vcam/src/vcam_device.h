@@ -5,7 +5,7 @@
 
 #include <gst/gst.h>
 
-#include "camera_spec.h"
+#include "virtual_camera.h"
 
 G_BEGIN_DECLS
 
@@ -37,8 +37,8 @@ G_END_DECLS
 
 namespace zelt::vcam {
 
-/// A new device for `spec`, of the type its kind asks for. (transfer floating)
-GstDevice* make_device(const CameraSpecPtr& spec);
+/// A new device for `camera`, of the type its kind asks for. (transfer floating)
+GstDevice* make_device(const CameraSpecPtr& camera);
 
 /// The description a device was made from; null for other devices.
 CameraSpecPtr device_spec(GstDevice* device);

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "camera_spec.h"
+#include "virtual_camera.h"
 #include "debug.h"
 #include "gst_support/gst_ptr.h"
 #include "vcam/vcam.h"
@@ -59,8 +59,8 @@ CameraList read_environment(ZeltVcamDeviceProviderPrivate* priv) {
 // The cameras on offer: the environment's, less the withdrawn ids, then the added ones.
 CameraList offered(const ZeltVcamDeviceProviderPrivate* priv, const CameraList& environment) {
     CameraList cameras;
-    for (const CameraSpecPtr& spec : environment) {
-        if (priv->withdrawn.count(spec->id) == 0) cameras.push_back(spec);
+    for (const CameraSpecPtr& camera : environment) {
+        if (priv->withdrawn.count(camera->id) == 0) cameras.push_back(camera);
     }
     cameras.insert(cameras.end(), priv->added.begin(), priv->added.end());
     return cameras;
@@ -72,7 +72,7 @@ void sync_locked(GstDeviceProvider* provider, ZeltVcamDeviceProviderPrivate* pri
     const CameraList wanted = offered(priv, priv->environment);
     auto is_wanted = [&wanted](std::uint64_t serial) {
         return std::any_of(wanted.begin(), wanted.end(),
-                           [serial](const CameraSpecPtr& spec) { return spec->serial == serial; });
+                           [serial](const CameraSpecPtr& camera) { return camera->serial == serial; });
     };
     for (auto it = priv->announced.begin(); it != priv->announced.end();) {
         if (is_wanted(it->first)) {
@@ -82,14 +82,14 @@ void sync_locked(GstDeviceProvider* provider, ZeltVcamDeviceProviderPrivate* pri
         gst_device_provider_device_remove(provider, it->second.get());
         it = priv->announced.erase(it);
     }
-    for (const CameraSpecPtr& spec : wanted) {
+    for (const CameraSpecPtr& camera : wanted) {
         const bool known =
             std::any_of(priv->announced.begin(), priv->announced.end(),
-                        [&spec](const auto& entry) { return entry.first == spec->serial; });
+                        [&camera](const auto& entry) { return entry.first == camera->serial; });
         if (known) continue;
-        gst_support::DevicePtr device = gst_support::sinkObject(zelt::vcam::make_device(spec));
+        gst_support::DevicePtr device = gst_support::sinkObject(zelt::vcam::make_device(camera));
         gst_device_provider_device_add(provider, device.get());
-        priv->announced.emplace_back(spec->serial, std::move(device));
+        priv->announced.emplace_back(camera->serial, std::move(device));
     }
 }
 
@@ -97,8 +97,8 @@ GList* probe(GstDeviceProvider* provider) {
     ZeltVcamDeviceProviderPrivate* priv = priv_of(provider);
     std::lock_guard<std::mutex> lock(priv->mutex);
     GList* devices = nullptr;
-    for (const CameraSpecPtr& spec : offered(priv, read_environment(priv))) {
-        devices = g_list_append(devices, zelt::vcam::make_device(spec));
+    for (const CameraSpecPtr& camera : offered(priv, read_environment(priv))) {
+        devices = g_list_append(devices, zelt::vcam::make_device(camera));
     }
     return devices;
 }
@@ -141,7 +141,7 @@ gboolean remove_camera(ZeltVcamDeviceProvider* self, const gchar* id) {
     ZeltVcamDeviceProviderPrivate* priv = self->priv;
     if (id == nullptr) return FALSE;
     std::lock_guard<std::mutex> lock(priv->mutex);
-    const auto has_id = [id](const CameraSpecPtr& spec) { return spec->id == id; };
+    const auto has_id = [id](const CameraSpecPtr& camera) { return camera->id == id; };
     const auto first_removed = std::remove_if(priv->added.begin(), priv->added.end(), has_id);
     bool found = first_removed != priv->added.end();
     priv->added.erase(first_removed, priv->added.end());

@@ -10,7 +10,7 @@
 #include <mutex>
 #include <string>
 
-#include "camera_spec.h"
+#include "virtual_camera.h"
 #include "debug.h"
 #include "frame_pattern.h"
 #include "gst_support/gst_ptr.h"

@@ -1,4 +1,4 @@
-#include "camera_spec.h"
+#include "virtual_camera.h"
 
 #include <json-glib/json-glib.h>
 
@@ -94,7 +94,7 @@ bool read_caps(JsonNode* node, const std::string& where, gst_support::CapsPtr& o
     return true;
 }
 
-bool parse_camera(JsonNode* node, const std::string& where, CameraSpec& spec, std::string& error) {
+bool parse_camera(JsonNode* node, const std::string& where, VirtualCamera& camera, std::string& error) {
     if (!JSON_NODE_HOLDS_OBJECT(node)) {
         error = where + " must be an object";
         return false;
@@ -117,37 +117,37 @@ bool parse_camera(JsonNode* node, const std::string& where, CameraSpec& spec, st
         } else if (key == "name") {
             ok = is_string(value);
             if (ok)
-                spec.name = json_node_get_string(value);
+                camera.name = json_node_get_string(value);
             else
                 error = member + " must be a string";
             has_name = ok;
         } else if (key == "device_type") {
             const std::string type = is_string(value) ? json_node_get_string(value) : "";
             if (type == "default") {
-                spec.kind = DeviceKind::Default;
+                camera.kind = DeviceKind::Default;
             } else if (type == ZELT_VCAM_MF_DEVICE_TYPE_NAME) {
-                spec.kind = DeviceKind::MediaFoundation;
+                camera.kind = DeviceKind::MediaFoundation;
             } else {
                 error = member + " must be \"default\" or \"" ZELT_VCAM_MF_DEVICE_TYPE_NAME "\"";
                 ok = false;
             }
         } else if (key == "path") {
-            ok = read_optional_string(value, member, spec.path, error);
+            ok = read_optional_string(value, member, camera.path, error);
         } else if (key == "device_path") {
-            ok = read_optional_string(value, member, spec.device_path, error);
+            ok = read_optional_string(value, member, camera.device_path, error);
         } else if (key == "caps") {
-            ok = read_caps(value, member, spec.caps, error);
+            ok = read_caps(value, member, camera.caps, error);
         } else if (key == "benchmark") {
-            ok = read_boolean(value, member, spec.benchmark, error);
+            ok = read_boolean(value, member, camera.benchmark, error);
         } else if (key == "fail_link") {
-            ok = read_boolean(value, member, spec.fail_link, error);
+            ok = read_boolean(value, member, camera.fail_link, error);
         } else if (key == "never_first_frame") {
-            ok = read_boolean(value, member, spec.never_first_frame, error);
+            ok = read_boolean(value, member, camera.never_first_frame, error);
         } else if (key == "error_after_frames") {
             if (JSON_NODE_HOLDS_NULL(value)) {
-                spec.error_after_frames = -1;
+                camera.error_after_frames = -1;
             } else if (is_integer(value) && json_node_get_int(value) >= 0) {
-                spec.error_after_frames = json_node_get_int(value);
+                camera.error_after_frames = json_node_get_int(value);
             } else {
                 error = member + " must be a non-negative integer or null";
                 ok = false;
@@ -163,8 +163,8 @@ bool parse_camera(JsonNode* node, const std::string& where, CameraSpec& spec, st
         error = where + " has no \"name\"";
         return false;
     }
-    spec.id = id.value_or(spec.name);
-    if (!spec.caps) spec.caps.reset(default_camera_caps());
+    camera.id = id.value_or(camera.name);
+    if (!camera.caps) camera.caps.reset(default_camera_caps());
     return true;
 }
 
@@ -175,13 +175,13 @@ GstCaps* default_camera_caps() { return gst_caps_from_string(kDefaultCaps); }
 CameraList default_cameras(unsigned count) {
     CameraList cameras;
     for (unsigned i = 0; i < count; ++i) {
-        auto spec = std::make_shared<CameraSpec>();
-        spec->name = "Virtual Camera " + std::to_string(i);
-        spec->id = spec->name;
-        spec->device_path = "/dev/zelt-vcam" + std::to_string(i);
-        spec->caps.reset(default_camera_caps());
-        spec->serial = next_serial();
-        cameras.push_back(std::move(spec));
+        auto camera = std::make_shared<VirtualCamera>();
+        camera->name = "Virtual Camera " + std::to_string(i);
+        camera->id = camera->name;
+        camera->device_path = "/dev/zelt-vcam" + std::to_string(i);
+        camera->caps.reset(default_camera_caps());
+        camera->serial = next_serial();
+        cameras.push_back(std::move(camera));
     }
     return cameras;
 }
@@ -208,10 +208,10 @@ bool parse_cameras_json(const std::string& text, bool allow_single, CameraList& 
             error = "the description has no member \"cameras\"";
             return false;
         }
-        auto spec = std::make_shared<CameraSpec>();
-        if (!parse_camera(root, "camera", *spec, error)) return false;
-        spec->serial = next_serial();
-        cameras.push_back(std::move(spec));
+        auto camera = std::make_shared<VirtualCamera>();
+        if (!parse_camera(root, "camera", *camera, error)) return false;
+        camera->serial = next_serial();
+        cameras.push_back(std::move(camera));
     } else {
         if (json_object_get_size(object) != 1) {
             error = "the description may hold only the member \"cameras\"";
@@ -224,13 +224,13 @@ bool parse_cameras_json(const std::string& text, bool allow_single, CameraList& 
         }
         JsonArray* array = json_node_get_array(list);
         for (guint i = 0; i < json_array_get_length(array); ++i) {
-            auto spec = std::make_shared<CameraSpec>();
+            auto camera = std::make_shared<VirtualCamera>();
             const std::string where = "cameras[" + std::to_string(i) + "]";
-            if (!parse_camera(json_array_get_element(array, i), where, *spec, error)) {
+            if (!parse_camera(json_array_get_element(array, i), where, *camera, error)) {
                 return false;
             }
-            spec->serial = next_serial();
-            cameras.push_back(std::move(spec));
+            camera->serial = next_serial();
+            cameras.push_back(std::move(camera));
         }
     }
     out = std::move(cameras);
@@ -268,10 +268,10 @@ CameraList cameras_from_environment(std::string& error) {
     return cameras;
 }
 
-std::string unplug_device_text(const CameraSpec& spec) {
-    if (spec.device_path && !spec.device_path->empty()) return *spec.device_path;
-    if (spec.path && !spec.path->empty()) return *spec.path;
-    return spec.name;
+std::string unplug_device_text(const VirtualCamera& camera) {
+    if (camera.device_path && !camera.device_path->empty()) return *camera.device_path;
+    if (camera.path && !camera.path->empty()) return *camera.path;
+    return camera.name;
 }
 
 }  // namespace zelt::vcam

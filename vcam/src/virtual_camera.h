@@ -22,7 +22,7 @@ enum class DeviceKind {
 
 /// One camera as described; immutable once made and shared between the provider's table,
 /// its devices and the elements they create.
-struct CameraSpec {
+struct VirtualCamera {
     std::string id;    ///< what "remove-camera" names; the "id" member, else the name
     std::string name;  ///< display name of the device
     DeviceKind kind = DeviceKind::Default;
@@ -36,7 +36,7 @@ struct CameraSpec {
     std::uint64_t serial = 0;  ///< unique in the process: tells two equal descriptions apart
 };
 
-using CameraSpecPtr = std::shared_ptr<const CameraSpec>;
+using CameraSpecPtr = std::shared_ptr<const VirtualCamera>;
 using CameraList = std::vector<CameraSpecPtr>;
 
 /// The caps of a default camera: YUY2 and I420 at 1280x720 and 640x480, 30/1, square
@@ -59,6 +59,6 @@ CameraList cameras_from_environment(std::string& error);
 
 /// The text that the element puts into its unplug error: the device path, else the path,
 /// else the name.
-std::string unplug_device_text(const CameraSpec& spec);
+std::string unplug_device_text(const VirtualCamera& camera);
 
 }  // namespace zelt::vcam
