@@ -30,8 +30,8 @@ TEST_F(TwoCamerasTest, DiscoveryOffersTwoCamerasAndTheirFrameCounters) {
     EXPECT_EQ(text(0x10001, "ID:CAMERA/ChannelIndex"), "/dev/zelt-b");
     EXPECT_EQ(text(0x10001, "ID:CAMERA/SubChannelId"), "CntReceived");
     EXPECT_EQ(m_host->plugin().findChannelIndex({{"ID:CAMERA/ChannelIndex", "/dev/zelt-b"}}), 1u);
-    EXPECT_EQ(m_host->plugin().findChannelIndex(
-                  {{"ID:CAMERA/ChannelIndex", "/dev/zelt-b"}, {"ID:CAMERA/SubChannelId", "CntReceived"}}),
+    EXPECT_EQ(m_host->plugin().findChannelIndex({{"ID:CAMERA/ChannelIndex", "/dev/zelt-b"},
+                                                 {"ID:CAMERA/SubChannelId", "CntReceived"}}),
               0x10001u);
     EXPECT_EQ(m_host->plugin().findChannelIndex({{"ID:CAMERA/ChannelIndex", "/dev/none"}}),
               0xFFFFFFFFu);
@@ -190,8 +190,10 @@ protected:
     void SetUp() override {
         CameraDescription camera = small_camera("Cam A", "/dev/zelt-a");
         camera.caps = std::vector<std::string>{
-            "video/x-raw, format=YUY2, width=64, height=48, framerate=100/1, pixel-aspect-ratio=1/1",
-            "video/x-raw, format=I420, width=32, height=24, framerate=100/1, pixel-aspect-ratio=1/1"};
+            "video/x-raw, format=YUY2, width=64, height=48, framerate=100/1, "
+            "pixel-aspect-ratio=1/1",
+            "video/x-raw, format=I420, width=32, height=24, framerate=100/1, "
+            "pixel-aspect-ratio=1/1"};
         open({camera});
     }
 };

@@ -7,7 +7,8 @@ namespace {
 using DiscoveryTest = CameraE2eTest;
 
 TEST_F(DiscoveryTest, MediaFoundationDuplicateOfAnotherProvidersCameraGivesOneChannelFromTheOther) {
-    CameraDescription other = small_camera("Other provider", R"(\\?\usb#vid_1&pid_2#inst#{guid-a}\global)");
+    CameraDescription other =
+        small_camera("Other provider", R"(\\?\usb#vid_1&pid_2#inst#{guid-a}\global)");
     CameraDescription mf = small_camera("MF camera", R"(\\?\usb#vid_1&pid_2#inst#{guid-b}\global)");
     mf.media_foundation = true;
     open({mf, other});

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <glib.h>
-#include <unistd.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdint>

@@ -48,8 +48,8 @@ private:
     static int handle(const char* expression, const char* message, const char* source, int line) {
         if (RecordingAssertions* self = current()) {
             std::lock_guard<std::mutex> lock(self->m_mutex);
-            self->m_reports.push_back({expression ? expression : "", message ? message : "",
-                                       source ? source : "", line});
+            self->m_reports.push_back(
+                {expression ? expression : "", message ? message : "", source ? source : "", line});
         }
         return 1;
     }

@@ -67,8 +67,9 @@ TEST_F(CameraChannelTest, SecondPrerollWithoutAStopFailsTheEmptyBufferAssertion)
 }
 
 TEST_F(CameraChannelTest, OddSizedTwelveBitFrameGivesAnImageSizeTruncatedToWholeBytes) {
-    makeChannel(camera("odd", "video/x-raw, format=I420, width=33, height=25, "
-                              "framerate=100/1, pixel-aspect-ratio=1/1"));
+    makeChannel(camera("odd",
+                       "video/x-raw, format=I420, width=33, height=25, "
+                       "framerate=100/1, pixel-aspect-ratio=1/1"));
     auto sink = std::make_shared<zelt::host::RecordingSampleSink>();
     ASSERT_TRUE(start(sink));
     // 12 x 33 x 25 = 9900 bits = 1237.5 bytes: the half byte is dropped.
@@ -81,8 +82,9 @@ TEST_F(CameraChannelTest, OddSizedTwelveBitFrameGivesAnImageSizeTruncatedToWhole
     // reported, and the frame is delivered cut to the image size.
     bool mismatch = false;
     for (const auto& report : m_assertions.reports()) {
-        if (report.message == "m_image_buffer.size() != buffer_size + "
-                              "sizeof(image::ImageDataHeader) (1249 != 1468)")
+        if (report.message ==
+            "m_image_buffer.size() != buffer_size + "
+            "sizeof(image::ImageDataHeader) (1249 != 1468)")
             mismatch = true;
     }
     EXPECT_TRUE(mismatch);
@@ -103,7 +105,8 @@ TEST_F(CameraChannelTest, SampleWhileDeliveryIsInactiveIsDroppedWithOkAndNoSampl
     EXPECT_EQ(CameraChannel::onNewSample(app_sink, m_channel.get()), GST_FLOW_ERROR);
 
     gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
-    gst_app_src_push_buffer(GST_APP_SRC(src.get()), gst_buffer_new_allocate(nullptr, 6144, nullptr));
+    gst_app_src_push_buffer(GST_APP_SRC(src.get()),
+                            gst_buffer_new_allocate(nullptr, 6144, nullptr));
     gst_support::SamplePtr preroll(gst_app_sink_pull_preroll(app_sink));
     ASSERT_NE(preroll, nullptr);
     EXPECT_EQ(CameraChannel::onNewSample(app_sink, m_channel.get()), GST_FLOW_OK);
@@ -164,10 +167,9 @@ TEST_F(CameraChannelTest, OptionListenersHearTheGeometryLearntAtPreroll) {
         });
     ASSERT_TRUE(start(std::make_shared<zelt::host::RecordingSampleSink>()));
     // The geometry at preroll, then "Valid" as the start clears the error state.
-    EXPECT_EQ(heard, (std::vector<std::string>{"SampleRate=100 fps",
-                                               "FrameWidth=64 pixel", "FrameHeight=48 pixel",
-                                               "PixelAspectRatio=1", "FrameFormat=YUY2",
-                                               "Valid=1"}));
+    EXPECT_EQ(heard, (std::vector<std::string>{"SampleRate=100 fps", "FrameWidth=64 pixel",
+                                               "FrameHeight=48 pixel", "PixelAspectRatio=1",
+                                               "FrameFormat=YUY2", "Valid=1"}));
     // Listeners are called until the channel is gone (its stop clears the error state too).
     m_channel.reset();
     EXPECT_EQ(heard.back(), "Valid=1");
@@ -197,8 +199,9 @@ TEST_F(CameraChannelTest, StoppingAPipelineThatNeverDeliveredLeavesItsStateButFr
 }
 
 TEST_F(CameraChannelTest, FormatThatCannotBeDeliveredFailsTheStart) {
-    makeChannel(camera("yv12", "video/x-raw, format=YV12, width=64, height=48, framerate=100/1, "
-                               "pixel-aspect-ratio=1/1"));
+    makeChannel(camera("yv12",
+                       "video/x-raw, format=YV12, width=64, height=48, framerate=100/1, "
+                       "pixel-aspect-ratio=1/1"));
     EXPECT_FALSE(start(std::make_shared<zelt::host::RecordingSampleSink>()));
     EXPECT_FALSE(m_channel->pipelineStarted());
     EXPECT_FALSE(m_channel->pipelineRunning());

@@ -33,7 +33,9 @@ namespace {
 /// Counts samples; allocates nothing.
 class CountingSink final : public zelt::IfSampleSink {
 public:
-    void addSample(std::uint64_t, std::uint64_t, const void*, std::uint32_t) override { ++m_samples; }
+    void addSample(std::uint64_t, std::uint64_t, const void*, std::uint32_t) override {
+        ++m_samples;
+    }
     void addStreamEvent(std::uint32_t, std::uint64_t) override {}
     std::uint64_t samples() const { return m_samples.load(); }
 
@@ -49,8 +51,9 @@ void wait_for(const CountingSink& sink, std::uint64_t count) {
 TEST_F(CameraChannelTest, SteadyStateFramePathMakesNoHeapAllocation) {
     // Benchmark mode: the virtual camera itself re-wraps preallocated frames, so every
     // allocation counted belongs to the path from the appsink to the host's sink.
-    auto description = camera("alloc", "video/x-raw, format=YUY2, width=320, height=240, "
-                                        "framerate=200/1, pixel-aspect-ratio=1/1");
+    auto description = camera("alloc",
+                              "video/x-raw, format=YUY2, width=320, height=240, "
+                              "framerate=200/1, pixel-aspect-ratio=1/1");
     description.benchmark = true;
     makeChannel(description);
     m_channel->createCounterChannel();

@@ -1,4 +1,6 @@
 // The creator and the camera plug-in over an empty set of channels, called directly.
+#include "zelt_camera_plugin.h"
+
 #include <gst/gst.h>
 #include <gtest/gtest.h>
 
@@ -8,9 +10,8 @@
 #include "config_items/config_items.h"
 #include "test_assertions.h"
 #include "zelt/system_topology.h"
-#include "zelt_camera_ids.h"
 #include "zelt_camera_device.h"
-#include "zelt_camera_plugin.h"
+#include "zelt_camera_ids.h"
 #include "zelt_camera_plugin_creator.h"
 
 namespace zelt_camera {
@@ -189,14 +190,14 @@ TEST_F(CameraPluginTest, StartingDeviceMonitoringTwiceKeepsOneMonitor) {
 }
 
 TEST(DevicePath, KeyIsTheTextBeforeTheLastHash) {
-    const auto [key, suffix] =
-        make_device_key(R"(\\?\usb#vid_1&pid_2#inst#{guid}\global)");
+    const auto [key, suffix] = make_device_key(R"(\\?\usb#vid_1&pid_2#inst#{guid}\global)");
     EXPECT_EQ(key, R"(\\?\usb#vid_1&pid_2#inst)");
     EXPECT_EQ(suffix, R"({guid}\global)");
 }
 
 TEST(DevicePath, PathWithoutHashIsItsOwnKey) {
-    EXPECT_EQ(make_device_key("/dev/video0"), std::make_pair(std::string("/dev/video0"), std::string()));
+    EXPECT_EQ(make_device_key("/dev/video0"),
+              std::make_pair(std::string("/dev/video0"), std::string()));
     EXPECT_EQ(make_device_key(""), std::make_pair(std::string(), std::string()));
 }
 

@@ -1,16 +1,17 @@
 // Frame stamps on the host's time base, and the page-backed image buffer.
+#include "zelt_camera_timestamp.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
 
 #include "zelt_camera_image_buffer.h"
-#include "zelt_camera_timestamp.h"
 
 namespace zelt_camera {
 namespace {
 
 TEST(HostTimestamp, FrameReadTenMillisecondsAfterCaptureIsStampedTenThousandMicroTicksEarlier) {
-    const std::int64_t camera_now = 5'000'000'000;  // running time, ns
+    const std::int64_t camera_now = 5'000'000'000;      // running time, ns
     const std::uint64_t pts = camera_now - 10'000'000;  // captured 10 ms earlier
     EXPECT_EQ(host_timestamp(1'000'000, 1e6, camera_now, pts), 1'000'000.0 - 10'000.0);
 }
@@ -23,10 +24,10 @@ TEST(HostTimestamp, UsesTheHostFrequencyOverOneBillion) {
 
 TEST(HostTimestamp, RoundsHalvesAwayFromZero) {
     // 1e6 ticks/s: a delay of 1500 ns is 1.5 ticks.
-    EXPECT_EQ(host_timestamp(10, 1e6, 1'500, 0), 9.0);   // 8.5 -> 9
-    EXPECT_EQ(host_timestamp(1, 1e6, 1'500, 0), -1.0);   // -0.5 -> -1
-    EXPECT_EQ(host_timestamp(10, 1e6, 1'400, 0), 9.0);   // 8.6 -> 9
-    EXPECT_EQ(host_timestamp(10, 1e6, 1'600, 0), 8.0);   // 8.4 -> 8
+    EXPECT_EQ(host_timestamp(10, 1e6, 1'500, 0), 9.0);  // 8.5 -> 9
+    EXPECT_EQ(host_timestamp(1, 1e6, 1'500, 0), -1.0);  // -0.5 -> -1
+    EXPECT_EQ(host_timestamp(10, 1e6, 1'400, 0), 9.0);  // 8.6 -> 9
+    EXPECT_EQ(host_timestamp(10, 1e6, 1'600, 0), 8.0);  // 8.4 -> 8
 }
 
 TEST(HostTimestamp, FrameStampedAfterTheRunningTimeGivesANegativeStamp) {

@@ -17,20 +17,23 @@ namespace pu = zelt::plugin_util;
 
 std::shared_ptr<pu::SimpleChannelConfig> channel(const std::string& name, bool sub_channel) {
     auto config = std::make_shared<pu::SimpleChannelConfig>();
-    config->addOption(boost::make_shared<pu::ConstantGenericOption<std::string>>("DefaultName", name));
+    config->addOption(
+        boost::make_shared<pu::ConstantGenericOption<std::string>>("DefaultName", name));
     if (sub_channel)
         config->addOption(boost::make_shared<pu::ConstantGenericOption<std::string>>(
             "ID:CAMERA/SubChannelId", "CntReceived"));
     return config;
 }
 
-std::string write(const std::map<std::uint32_t, std::shared_ptr<pu::SimpleChannelConfig>>& channels) {
+std::string write(
+    const std::map<std::uint32_t, std::shared_ptr<pu::SimpleChannelConfig>>& channels) {
     pugi::xml_document document;
     pugi::xml_node slot = document.append_child("Slot");
     std::set<std::uint32_t> ids;
     for (const auto& entry : channels) ids.insert(entry.first);
     CameraSystemTopologyService::writeChannels(
-        slot, 5, ids, [&channels](std::uint32_t id) -> std::shared_ptr<channel_config::IfChannelConfig> {
+        slot, 5, ids,
+        [&channels](std::uint32_t id) -> std::shared_ptr<channel_config::IfChannelConfig> {
             const auto found = channels.find(id);
             return found == channels.end() ? nullptr : found->second;
         });

@@ -119,14 +119,15 @@ namespace zelt::vcam {
 
 GstDevice* make_device(const CameraSpecPtr& camera) {
     const GType type = camera->kind == DeviceKind::MediaFoundation ? zelt_vcam_mf_device_get_type()
-                                                                 : ZELT_TYPE_VCAM_DEVICE;
+                                                                   : ZELT_TYPE_VCAM_DEVICE;
     // What gst_device_get_properties() reports: the paths only when the description gives
     // them, the faults only when they are on.
     const gst_support::StructurePtr properties(
         gst_structure_new(kPropertiesName, "device.api", G_TYPE_STRING, "zelt-vcam", "zelt-vcam.id",
                           G_TYPE_STRING, camera->id.c_str(), nullptr));
     GstStructure* fields = properties.get();
-    if (camera->path) gst_structure_set(fields, "path", G_TYPE_STRING, camera->path->c_str(), nullptr);
+    if (camera->path)
+        gst_structure_set(fields, "path", G_TYPE_STRING, camera->path->c_str(), nullptr);
     if (camera->device_path) {
         gst_structure_set(fields, "device-path", G_TYPE_STRING, camera->device_path->c_str(),
                           nullptr);

@@ -8,11 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include "virtual_camera.h"
 #include "debug.h"
 #include "gst_support/gst_ptr.h"
 #include "vcam/vcam.h"
 #include "vcam_device.h"
+#include "virtual_camera.h"
 
 using zelt::vcam::CameraList;
 using zelt::vcam::CameraSpecPtr;
@@ -71,8 +71,9 @@ void sync_locked(GstDeviceProvider* provider, ZeltVcamDeviceProviderPrivate* pri
     if (!priv->started) return;
     const CameraList wanted = offered(priv, priv->environment);
     auto is_wanted = [&wanted](std::uint64_t serial) {
-        return std::any_of(wanted.begin(), wanted.end(),
-                           [serial](const CameraSpecPtr& camera) { return camera->serial == serial; });
+        return std::any_of(wanted.begin(), wanted.end(), [serial](const CameraSpecPtr& camera) {
+            return camera->serial == serial;
+        });
     };
     for (auto it = priv->announced.begin(); it != priv->announced.end();) {
         if (is_wanted(it->first)) {

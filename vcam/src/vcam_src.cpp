@@ -10,10 +10,10 @@
 #include <mutex>
 #include <string>
 
-#include "virtual_camera.h"
 #include "debug.h"
 #include "frame_pattern.h"
 #include "gst_support/gst_ptr.h"
+#include "virtual_camera.h"
 
 namespace {
 

@@ -94,7 +94,8 @@ bool read_caps(JsonNode* node, const std::string& where, gst_support::CapsPtr& o
     return true;
 }
 
-bool parse_camera(JsonNode* node, const std::string& where, VirtualCamera& camera, std::string& error) {
+bool parse_camera(JsonNode* node, const std::string& where, VirtualCamera& camera,
+                  std::string& error) {
     if (!JSON_NODE_HOLDS_OBJECT(node)) {
         error = where + " must be an object";
         return false;

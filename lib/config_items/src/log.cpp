@@ -1,22 +1,23 @@
 #include "uni/log.h"
 
+#include <strings.h>
+
+#include <boost/core/null_deleter.hpp>
 #include <boost/log/attributes/constant.hpp>
 #include <boost/log/core.hpp>
 #include <boost/log/expressions.hpp>
 #include <boost/log/sinks/sync_frontend.hpp>
 #include <boost/log/sinks/text_ostream_backend.hpp>
 #include <boost/log/utility/setup/common_attributes.hpp>
-#include <boost/core/null_deleter.hpp>
 #include <cstdlib>
 #include <iostream>
 #include <mutex>
-#include <strings.h>
 
 namespace uni::log {
 namespace {
 
-constexpr const char* kNames[] = {"trace",   "debug",   "detail", "info",
-                                  "notice",  "warning", "error",  "fatal"};
+constexpr const char* kNames[] = {"trace",  "debug",   "detail", "info",
+                                  "notice", "warning", "error",  "fatal"};
 // Marks the process-wide core as set up: the core is shared by every module of the process,
 // while each module has its own copy of this code.
 constexpr const char* kSetupMarker = "ZeltLogSetup";
@@ -36,8 +37,7 @@ std::optional<UniLogSeverityLevel> parseSeverity(std::string_view text) noexcept
         return static_cast<UniLogSeverityLevel>(text[0] - '0');
     for (int i = 0; i < 8; ++i) {
         const std::string_view name = kNames[i];
-        if (name.size() == text.size() &&
-            strncasecmp(name.data(), text.data(), text.size()) == 0)
+        if (name.size() == text.size() && strncasecmp(name.data(), text.data(), text.size()) == 0)
             return static_cast<UniLogSeverityLevel>(i);
     }
     return std::nullopt;
@@ -52,17 +52,16 @@ UniLogSeverityLevel levelFromEnvironment() noexcept {
 void setLevel(UniLogSeverityLevel level) {
     namespace logging = boost::log;
     auto core = logging::core::get();
-    const auto added = core->add_global_attribute(
-        kSetupMarker, logging::attributes::constant<bool>(true));
+    const auto added =
+        core->add_global_attribute(kSetupMarker, logging::attributes::constant<bool>(true));
     if (added.second) {
         using Backend = logging::sinks::text_ostream_backend;
         auto backend = boost::make_shared<Backend>();
         backend->add_stream(boost::shared_ptr<std::ostream>(&std::clog, boost::null_deleter()));
         backend->auto_flush(true);
         auto sink = boost::make_shared<logging::sinks::synchronous_sink<Backend>>(backend);
-        sink->set_formatter(logging::expressions::stream
-                            << "[" << channel_kw << "] " << severity_kw << ": "
-                            << logging::expressions::smessage);
+        sink->set_formatter(logging::expressions::stream << "[" << channel_kw << "] " << severity_kw
+                                                         << ": " << logging::expressions::smessage);
         core->add_sink(sink);
     }
     core->set_filter(!logging::expressions::has_attr(severity_kw) || severity_kw >= level);

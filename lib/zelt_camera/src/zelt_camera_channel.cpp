@@ -1,8 +1,8 @@
 #include "zelt_camera_channel.h"
 
-#include <boost/make_shared.hpp>
 #include <gst/video/video.h>
 
+#include <boost/make_shared.hpp>
 #include <cmath>
 #include <cstring>
 #include <exception>
@@ -91,7 +91,8 @@ void CameraChannel::initialize(const std::string& name, const std::string& path,
         keys::kCameraFrameSubsampling, nullptr,
         [this] {
             std::lock_guard<std::mutex> lock(m_mutex);
-            return ConfigItem(config_items::SingleValueConfigItem<unsigned int>(m_frame_subsampling));
+            return ConfigItem(
+                config_items::SingleValueConfigItem<unsigned int>(m_frame_subsampling));
         },
         [this](const unsigned int& factor) {
             if (factor < 1) return false;
@@ -137,7 +138,9 @@ bool CameraChannel::onFrameSettingChanged(const Caps& /*caps*/) {
 
 // --- identity -------------------------------------------------------------------------------
 
-gst_support::DevicePtr CameraChannel::device() const { return gst_support::refObject(m_device.get()); }
+gst_support::DevicePtr CameraChannel::device() const {
+    return gst_support::refObject(m_device.get());
+}
 
 void CameraChannel::setOwnerId(std::uint32_t owner_id) {
     m_channel_id.high = owner_id;
@@ -171,9 +174,8 @@ void CameraChannel::setSampleSink(std::shared_ptr<zelt::IfSampleSink> sink) {
 // --- frame counter --------------------------------------------------------------------------
 
 void CameraChannel::createCounterChannel() {
-    m_counter_channel =
-        std::make_shared<pu::EventCounterChannel>(m_name + kCounterSuffix, m_name + kCounterSuffix,
-                                                  kCounterUnit);
+    m_counter_channel = std::make_shared<pu::EventCounterChannel>(
+        m_name + kCounterSuffix, m_name + kCounterSuffix, kCounterUnit);
     m_counter_channel->setChannelId({m_channel_id.high, counter_channel_id(index())});
     m_counter_channel->setIdentity(m_path, kCounterSubChannelId, kCounterInfo);
 }

@@ -86,8 +86,8 @@ GstFlowReturn CameraChannel::handlePreroll(GstAppSink* sink) {
         << m_format;
 
     // Whole bytes only: a trailing partial byte is dropped.
-    const std::int32_t payload = image_payload_bytes(*format_info, static_cast<int>(m_width),
-                                                     static_cast<int>(m_height));
+    const std::int32_t payload =
+        image_payload_bytes(*format_info, static_cast<int>(m_width), static_cast<int>(m_height));
     const std::size_t buffer_size = static_cast<std::size_t>(payload) + kHeaderSize;
 
     uni::check(m_image_buffer.empty(), "m_image_buffer.empty()", kSource, __LINE__);

@@ -58,9 +58,8 @@ gst_support::CapsPtr CameraChannel::buildCaps() const {
     if (selected) {
         GstCaps* mode = gst_caps_new_simple(
             "video/x-raw", "format", G_TYPE_STRING, selected->format.c_str(), "width", G_TYPE_INT,
-            selected->width, "height", G_TYPE_INT, selected->height, "framerate",
-            GST_TYPE_FRACTION, selected->framerate.numerator(), selected->framerate.denominator(),
-            nullptr);
+            selected->width, "height", G_TYPE_INT, selected->height, "framerate", GST_TYPE_FRACTION,
+            selected->framerate.numerator(), selected->framerate.denominator(), nullptr);
         if (uni::check(mode != nullptr, "caps", kSource, __LINE__))
             gst_caps_append(caps.get(), mode);
     }

@@ -94,8 +94,8 @@ bool CameraPlugin::startDeviceMonitoring() {
     g_strfreev(providers);
 
     if (m_device_monitor_bus)
-        m_device_monitor_watch =
-            gst_bus_add_watch(m_device_monitor_bus.get(), &CameraPlugin::onDeviceMonitorMessage, this);
+        m_device_monitor_watch = gst_bus_add_watch(m_device_monitor_bus.get(),
+                                                   &CameraPlugin::onDeviceMonitorMessage, this);
     gst_device_monitor_start(m_device_monitor.get());
     return true;
 }
@@ -170,8 +170,7 @@ void CameraPlugin::enumerateDevices() {
         if (media_foundation_seen) {
             for (GList* item = devices; item != nullptr; item = item->next) {
                 GstDevice* device = GST_DEVICE(item->data);
-                if (std::string(G_OBJECT_TYPE_NAME(device)) != kMediaFoundationDeviceType)
-                    continue;
+                if (std::string(G_OBJECT_TYPE_NAME(device)) != kMediaFoundationDeviceType) continue;
                 if (!keys_seen.insert(make_device_key(get_device_path(device)).first).second)
                     continue;
                 taken.push_back(gst_support::refObject(device));
@@ -284,7 +283,8 @@ std::uint32_t CameraPlugin::findChannelIndex(const zelt::ChannelIdentification& 
 bool CameraPlugin::prepareAcquisition() {
     std::lock_guard<std::mutex> lock(m_mutex);
     bool all_ready = true;
-    for (auto& [index, channel] : m_channels) all_ready = channel->prepareAcquisition() && all_ready;
+    for (auto& [index, channel] : m_channels)
+        all_ready = channel->prepareAcquisition() && all_ready;
     return all_ready;
 }
 

@@ -56,9 +56,9 @@ void CameraSystemTopologyService::fillMeasurementTree(pugi::xml_node root) {
         // The "PluginId" attribute carries the identifier the plug-in answers as its instance
         // type, in the 36-character lower-case form.
         pugi::xml_node node = writeMeasurementNode(root, "LocalNode", 0, true);
-        pugi::xml_node enclosure = writeEnclosure(
-            node, uuid_to_string(camera_plugin->getPluginInstanceTypeId()), "USB-Cameras",
-            kEnclosureId);
+        pugi::xml_node enclosure =
+            writeEnclosure(node, uuid_to_string(camera_plugin->getPluginInstanceTypeId()),
+                           "USB-Cameras", kEnclosureId);
         writeChannels(writeSlot(enclosure, 0), camera_plugin->getPluginId(), ids,
                       [camera_plugin](std::uint32_t id) { return camera_plugin->getChannel(id); });
     } catch (const std::exception& error) {
@@ -77,8 +77,8 @@ void CameraSystemTopologyService::writeChannels(pugi::xml_node slot, std::uint32
         if (channel->hasKey(keys::kIdCameraSubChannelId)) {
             const std::string parent_id =
                 zelt::plugin_util::channel_id_text({plugin_id, id & 0xFFFFu});
-            pugi::xml_node parent = slot.find_child_by_attribute("Channel", "ChannelID",
-                                                                 parent_id.c_str());
+            pugi::xml_node parent =
+                slot.find_child_by_attribute("Channel", "ChannelID", parent_id.c_str());
             if (!parent) continue;
             element = parent.append_child("Channel");
         } else {

@@ -2,16 +2,14 @@
 // one slot, every camera channel and, inside it, its frame counter.
 #pragma once
 
-#include <pugixml.hpp>
-
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <pugixml.hpp>
 #include <set>
 #include <string>
 
 #include "channel_config/channel_config.h"
-
 #include "zeltpu/system_topology_service_base.h"
 
 namespace zelt_camera {

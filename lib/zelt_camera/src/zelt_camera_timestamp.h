@@ -13,8 +13,8 @@ namespace zelt_camera {
 ///
 /// The delay is taken as an unsigned 64-bit difference on purpose: a frame stamped after
 /// `camera_now` gives a delay near 2^64 and so a negative stamp, and such a frame is dropped.
-inline double host_timestamp(std::uint64_t host_now, double host_frequency,
-                             std::int64_t camera_now, std::uint64_t pts) noexcept {
+inline double host_timestamp(std::uint64_t host_now, double host_frequency, std::int64_t camera_now,
+                             std::uint64_t pts) noexcept {
     const double buffer_read_delay =
         static_cast<double>(static_cast<std::uint64_t>(camera_now) - pts);
     return std::round(static_cast<double>(host_now) - host_frequency / 1e9 * buffer_read_delay);

@@ -28,7 +28,8 @@ using ConstraintPtr = std::shared_ptr<IfConfigItemConstraint>;
 using ConstraintList = std::vector<ConstraintPtr>;
 
 /// A flag. Both flag classes derived from it share its comparison, which tests only for
-/// BooleanConstraint: ReadOnlyConstraint(true) equals ConfigurableDuringAcquisitionConstraint(true).
+/// BooleanConstraint: ReadOnlyConstraint(true) equals
+/// ConfigurableDuringAcquisitionConstraint(true).
 class BooleanConstraint : public IfConfigItemConstraint {
 public:
     explicit BooleanConstraint(bool flag) : m_flag(flag) {}

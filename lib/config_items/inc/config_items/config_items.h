@@ -122,7 +122,10 @@ class RangeConfigItem : public IfConfigItem {
 public:
     RangeConfigItem() : m_min(), m_max() {}
     RangeConfigItem(T min, T max, std::string min_unit, std::string max_unit)
-        : m_min(min), m_max(max), m_min_unit(std::move(min_unit)), m_max_unit(std::move(max_unit)) {}
+        : m_min(min),
+          m_max(max),
+          m_min_unit(std::move(min_unit)),
+          m_max_unit(std::move(max_unit)) {}
 
     std::string toString() const override;
     /// Treats `other` as a range item without testing its type: compare ranges only with
@@ -206,27 +209,27 @@ public:
 using TupleDD = TupleValue<double, double>;
 
 /// The tagged union exchanged with the host. The index of an alternative is its type tag.
-using ConfigItem = boost::variant<
-    StringConfigItem,                                              // 0
-    SingleValueConfigItem<double>,                                 // 1
-    ScalarConfigItem,                                              // 2
-    SingleValueConfigItem<int>,                                    // 3
-    SingleValueConfigItem<unsigned int>,                           // 4
-    SingleValueConfigItem<bool>,                                   // 5
-    RangeConfigItem<double>,                                       // 6
-    ValueListConfigItem<std::string>,                              // 7
-    ValueListConfigItem<TupleDD>,                                  // 8
-    DecoratedNumberConfigItem,                                     // 9
-    SingleValueConfigItem<channel_config::UserScalingMode>,        // 10
-    SingleValueConfigItem<channel_config::DAQChannelType>,         // 11
-    SingleValueConfigItem<channel_config::SampleOccurrenceType>,   // 12
-    SingleValueConfigItem<channel_config::DAQSampleResolution>,    // 13
-    SingleValueConfigItem<channel_config::PhysicalQuantity>,       // 14
-    GenericEnumConfigItem,                                         // 15
-    SingleValueConfigItem<channel_config::ChannelID>,              // 16
-    RationalScalarConfigItem,                                      // 17
-    ValueListConfigItem<channel_config::ChannelID>,                // 18
-    InvalidConfigItem>;                                            // 19
+using ConfigItem =
+    boost::variant<StringConfigItem,                                             // 0
+                   SingleValueConfigItem<double>,                                // 1
+                   ScalarConfigItem,                                             // 2
+                   SingleValueConfigItem<int>,                                   // 3
+                   SingleValueConfigItem<unsigned int>,                          // 4
+                   SingleValueConfigItem<bool>,                                  // 5
+                   RangeConfigItem<double>,                                      // 6
+                   ValueListConfigItem<std::string>,                             // 7
+                   ValueListConfigItem<TupleDD>,                                 // 8
+                   DecoratedNumberConfigItem,                                    // 9
+                   SingleValueConfigItem<channel_config::UserScalingMode>,       // 10
+                   SingleValueConfigItem<channel_config::DAQChannelType>,        // 11
+                   SingleValueConfigItem<channel_config::SampleOccurrenceType>,  // 12
+                   SingleValueConfigItem<channel_config::DAQSampleResolution>,   // 13
+                   SingleValueConfigItem<channel_config::PhysicalQuantity>,      // 14
+                   GenericEnumConfigItem,                                        // 15
+                   SingleValueConfigItem<channel_config::ChannelID>,             // 16
+                   RationalScalarConfigItem,                                     // 17
+                   ValueListConfigItem<channel_config::ChannelID>,               // 18
+                   InvalidConfigItem>;                                           // 19
 
 /// Alternative indexes of ConfigItem, for readable checks of which().
 enum ConfigItemIndex : int {

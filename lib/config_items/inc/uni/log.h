@@ -53,9 +53,9 @@ Logger makeLogger(const char* channel);
 }  // namespace uni::log
 
 /// Defines the global logger `name` writing to `channel`.
-#define UNI_DEFINE_LOGGER(name, channel)                        \
+#define UNI_DEFINE_LOGGER(name, channel)                            \
     BOOST_LOG_INLINE_GLOBAL_LOGGER_INIT(name, ::uni::log::Logger) { \
-        return ::uni::log::makeLogger(channel);                 \
+        return ::uni::log::makeLogger(channel);                     \
     }
 
 /// Writes one record: UNI_LOG(unilogger_CONFIG_ITEMS, ULS_ERROR) << "text" << value;

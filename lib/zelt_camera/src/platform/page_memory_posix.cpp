@@ -1,6 +1,6 @@
-#include "platform/page_memory.h"
-
 #include <sys/mman.h>
+
+#include "platform/page_memory.h"
 
 namespace zelt_camera::platform {
 

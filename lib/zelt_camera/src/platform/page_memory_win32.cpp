@@ -1,6 +1,6 @@
-#include "platform/page_memory.h"
-
 #include <windows.h>
+
+#include "platform/page_memory.h"
 
 namespace zelt_camera::platform {
 
