@@ -19,6 +19,28 @@ TEST_F(CameraChannelTest, OffersItsOwnRunningTimeAsATimeBaseInNanoseconds) {
     m_channel->synchronize();
 }
 
+TEST_F(CameraChannelTest, DeviceWithNeitherPathHasAnEmptyIndexAndNoPipeline) {
+    auto description = camera("pathless", kSmall);
+    description.path.reset();
+    makeChannel(description);
+    EXPECT_EQ(config_items::toString(m_channel->getConfigItem("ID:CAMERA/ChannelIndex")), "");
+    EXPECT_FALSE(m_channel->isValid());
+    EXPECT_EQ(m_channel->pipeline(), nullptr);
+    m_channel->setUsed(true);
+    // Its starts fail without a message.
+    EXPECT_FALSE(m_channel->prepareAcquisition());
+    EXPECT_TRUE(m_exceptions.history().empty());
+}
+
+TEST_F(CameraChannelTest, EmptyPathFallsBackToTheDevicePath) {
+    auto description = camera("emptypath", kSmall);
+    description.path = "";
+    description.device_path = "/dev/fallback";
+    makeChannel(description);
+    EXPECT_EQ(config_items::toString(m_channel->getConfigItem("ID:CAMERA/ChannelIndex")),
+              "/dev/fallback");
+}
+
 TEST_F(CameraChannelTest, WithNoFrameSettingSelectedTheSinkGetsEmptyCaps) {
     makeChannel(camera("nocaps", kSmall));
     gst_support::CapsPtr selected = m_channel->buildCaps();
