@@ -1,0 +1,66 @@
+#!/usr/bin/env bash
+# Every benchmark on this machine: installs what they need beyond the test suite (OpenCV for
+# the frame-path peer, gnuplot for the plot), builds the release preset's benchmark targets,
+# runs them one after another and collects their RESULT lines.
+# Usage: scripts/bench.sh [--quick] [--docs]
+#   --quick  fewer repetitions and frames, 10 s of the scale benchmark (a smoke run, ~1 min)
+#   --docs   also copy the stamp plot to docs/performance-stamps.png
+# Output in build/release/bench/: <program>.log for each program, results.txt (every RESULT
+# line, in program order), frame_path.csv, stamps.csv and stamps.png.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+quick=0
+docs=0
+for argument in "$@"; do
+  case "$argument" in
+    --quick) quick=1 ;;
+    --docs) docs=1 ;;
+    *) echo "usage: scripts/bench.sh [--quick] [--docs]" >&2; exit 2 ;;
+  esac
+done
+
+scripts/install-deps.sh libopencv-dev gnuplot-nox
+
+programs=(bench_frame_path bench_stamps bench_scale bench_start bench_micro)
+cmake --preset release >/dev/null
+cmake --build --preset release --target "${programs[@]}"
+
+out=build/release/bench
+results="$out/results.txt"
+if [ "$quick" -eq 1 ]; then
+  frame_path_args=(--reps=3 --frames-hd=500 --frames-vga=1000)
+  stamps_args=(--frames=150)
+  scale_args=(--seconds=10)
+  start_args=(--starts=5)
+  micro_args=(--benchmark_min_time=0.05 --benchmark_color=false)
+else
+  frame_path_args=()
+  stamps_args=()
+  scale_args=()
+  start_args=()
+  micro_args=(--benchmark_color=false)
+fi
+
+run() {
+  local program="$1"
+  shift
+  echo "== $program $*"
+  "$out/$program" "$@" 2>&1 | tee "$out/$program.log"
+  grep '^RESULT ' "$out/$program.log" >>"$results"
+}
+
+: >"$results"
+# OpenCV's GStreamer backend warns once per capture that a live source has no position.
+export OPENCV_LOG_LEVEL="${OPENCV_LOG_LEVEL:-ERROR}"
+run bench_frame_path "${frame_path_args[@]}"
+run bench_stamps "${stamps_args[@]}"
+run bench_scale "${scale_args[@]}"
+run bench_start "${start_args[@]}"
+run bench_micro "${micro_args[@]}"
+
+gnuplot -e "csv='$out/stamps.csv'; png='$out/stamps.png'" bench/plot_stamps.gp
+if [ "$docs" -eq 1 ]; then cp "$out/stamps.png" docs/performance-stamps.png; fi
+
+echo "== results ($results)"
+cat "$results"
