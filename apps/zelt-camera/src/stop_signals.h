@@ -1,0 +1,24 @@
+// Ctrl-C and SIGTERM as a request to stop the recording cleanly.
+#pragma once
+
+namespace zelt::cli {
+
+/// While an object lives, SIGINT and SIGTERM set a flag instead of ending the process; the
+/// recording loop polls it, stops the acquisition and finishes its files. A second signal
+/// ends the process at once the usual way (the first one already asked politely). The
+/// destructor restores the previous handlers. One object at a time.
+class StopSignals {
+public:
+    StopSignals();
+    ~StopSignals();
+
+    StopSignals(const StopSignals&) = delete;
+    StopSignals& operator=(const StopSignals&) = delete;
+
+    /// The first signal received (SIGINT, SIGTERM), or 0.
+    int received() const noexcept;
+    /// "SIGINT", "SIGTERM" or "" for received().
+    static const char* name(int signal) noexcept;
+};
+
+}  // namespace zelt::cli

@@ -1,0 +1,158 @@
+#include "video_writer.h"
+
+#include <gst/app/gstappsrc.h>
+#include <gst/video/video.h>
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+
+namespace zelt::cli {
+namespace {
+
+// appsrc holds at most this many frames before push() blocks the writer thread.
+constexpr std::uint64_t kQueuedFrames = 8;
+// Matroska stores times in units of the file's timecode scale (1 ms unless told otherwise).
+// 10 us keeps each frame's host stamp to within 5 us. A block's time is a signed 16-bit
+// offset from its cluster's, so a cluster may span at most 32767 units (327 ms): clusters are
+// closed well before that.
+constexpr gint64 kTimecodeScaleNs = 10'000;
+constexpr gint64 kMaxClusterNs = 300'000'000;
+constexpr gint64 kMinClusterNs = 250'000'000;
+
+gst_support::ElementPtr makeElement(const char* factory, const char* name) {
+    auto element = gst_support::sinkObject(gst_element_factory_make(factory, name));
+    if (!element) {
+        throw std::runtime_error(std::string("GStreamer element '") + factory +
+                                 "' is missing (GStreamer's base and good plug-ins are needed)");
+    }
+    return element;
+}
+
+gst_support::CapsPtr rawCaps(const std::string& format, const VideoFormat& video) {
+    return gst_support::CapsPtr(gst_caps_new_simple(
+        "video/x-raw", "format", G_TYPE_STRING, format.c_str(), "width", G_TYPE_INT,
+        static_cast<int>(video.width), "height", G_TYPE_INT, static_cast<int>(video.height),
+        "framerate", GST_TYPE_FRACTION, video.rate_numerator, video.rate_denominator,
+        "pixel-aspect-ratio", GST_TYPE_FRACTION, 1, 1, nullptr));
+}
+
+}  // namespace
+
+std::string gstErrorText(GstMessage* message) {
+    GError* raw_error = nullptr;
+    gchar* raw_debug = nullptr;
+    gst_message_parse_error(message, &raw_error, &raw_debug);
+    const gst_support::GErrorPtr error(raw_error);
+    const gst_support::GCharPtr debug(raw_debug);
+    std::string text = error != nullptr ? error->message : "unknown GStreamer error";
+    if (debug != nullptr) text += std::string(" (") + debug.get() + ")";
+    return text;
+}
+
+VideoWriter::VideoWriter(const std::string& path, const VideoFormat& format) : m_path(path) {
+    const auto source_caps = rawCaps(format.format.gst_format, format);
+    GstVideoInfo info;
+    if (!gst_video_info_from_caps(&info, source_caps.get())) {
+        throw std::runtime_error("GStreamer has no layout for " + format.format.gst_format + " " +
+                                 std::to_string(format.width) + "x" +
+                                 std::to_string(format.height));
+    }
+    m_frame_bytes = GST_VIDEO_INFO_SIZE(&info);
+
+    m_pipeline = gst_support::sinkObject(gst_pipeline_new("zelt-camera-video"));
+    m_appsrc = makeElement("appsrc", "frames");
+    auto muxer = makeElement("matroskamux", "muxer");
+    auto file = makeElement("filesink", "file");
+
+    g_object_set(m_appsrc.get(), "caps", source_caps.get(), "format", GST_FORMAT_TIME, "block",
+                 TRUE, "max-bytes", static_cast<guint64>(m_frame_bytes * kQueuedFrames), "is-live",
+                 FALSE, nullptr);
+    g_object_set(muxer.get(), "timecodescale", kTimecodeScaleNs, "max-cluster-duration",
+                 kMaxClusterNs, "min-cluster-duration", kMinClusterNs, nullptr);
+    g_object_set(file.get(), "location", path.c_str(), nullptr);
+    // The time stamps are what matter; muxing them into the file without waiting on a clock.
+    g_object_set(file.get(), "sync", FALSE, "async", FALSE, nullptr);
+
+    // Our owners hold full (sunk) references, so the bin takes a reference of its own.
+    gst_bin_add_many(GST_BIN(m_pipeline.get()), m_appsrc.get(), muxer.get(), file.get(), nullptr);
+    bool linked = false;
+    if (format.format.stored_format == format.format.gst_format) {
+        linked = gst_element_link(m_appsrc.get(), muxer.get());
+    } else {
+        auto convert = makeElement("videoconvert", "rearrange");
+        // Same size and subsampling on both sides: the conversion only moves samples.
+        auto stored_caps = rawCaps(format.format.stored_format, format);
+        gst_bin_add(GST_BIN(m_pipeline.get()), convert.get());
+        linked = gst_element_link(m_appsrc.get(), convert.get()) &&
+                 gst_element_link_filtered(convert.get(), muxer.get(), stored_caps.get());
+    }
+    linked = linked && gst_element_link(muxer.get(), file.get());
+    if (!linked) {
+        throw std::runtime_error("cannot link the video pipeline for " + format.format.gst_format +
+                                 " into Matroska");
+    }
+    m_bus.reset(gst_element_get_bus(m_pipeline.get()));
+    if (gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING) == GST_STATE_CHANGE_FAILURE) {
+        std::string reason = "cannot start writing '" + path + "'";
+        if (gst_support::MessagePtr message{gst_bus_pop_filtered(m_bus.get(), GST_MESSAGE_ERROR)}) {
+            reason += ": " + gstErrorText(message.get());
+        }
+        stop();
+        throw std::runtime_error(reason);
+    }
+}
+
+VideoWriter::~VideoWriter() { stop(); }
+
+void VideoWriter::stop() noexcept {
+    if (m_pipeline) gst_element_set_state(m_pipeline.get(), GST_STATE_NULL);
+}
+
+void VideoWriter::checkBus() {
+    gst_support::MessagePtr message{gst_bus_pop_filtered(m_bus.get(), GST_MESSAGE_ERROR)};
+    if (message) {
+        throw std::runtime_error("writing '" + m_path + "' failed: " + gstErrorText(message.get()));
+    }
+}
+
+void VideoWriter::push(const std::uint8_t* pixels, std::size_t size, std::uint64_t pts_ns) {
+    if (m_finished) throw std::runtime_error("the video file is already finished");
+    checkBus();
+    GstBuffer* buffer = gst_buffer_new_allocate(nullptr, m_frame_bytes, nullptr);
+    if (buffer == nullptr) throw std::runtime_error("out of memory for a video frame");
+    GstMapInfo map;
+    if (gst_buffer_map(buffer, &map, GST_MAP_WRITE)) {
+        const std::size_t copied = std::min(size, m_frame_bytes);
+        std::memcpy(map.data, pixels, copied);
+        if (copied < m_frame_bytes) std::memset(map.data + copied, 0, m_frame_bytes - copied);
+        gst_buffer_unmap(buffer, &map);
+    }
+    GST_BUFFER_PTS(buffer) = pts_ns;
+    GST_BUFFER_DTS(buffer) = pts_ns;
+    // Takes the buffer; blocks while appsrc's queue is full.
+    const GstFlowReturn flow = gst_app_src_push_buffer(GST_APP_SRC(m_appsrc.get()), buffer);
+    if (flow != GST_FLOW_OK) {
+        checkBus();
+        throw std::runtime_error("writing '" + m_path + "' stopped: " + gst_flow_get_name(flow));
+    }
+}
+
+void VideoWriter::finish(std::chrono::milliseconds timeout) {
+    if (m_finished) return;
+    m_finished = true;
+    gst_app_src_end_of_stream(GST_APP_SRC(m_appsrc.get()));
+    gst_support::MessagePtr message{gst_bus_timed_pop_filtered(
+        m_bus.get(), static_cast<GstClockTime>(timeout.count()) * GST_MSECOND,
+        static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR))};
+    std::string failure;
+    if (!message) {
+        failure = "writing '" + m_path + "' did not finish in time";
+    } else if (GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_ERROR) {
+        failure = "writing '" + m_path + "' failed: " + gstErrorText(message.get());
+    }
+    stop();
+    if (!failure.empty()) throw std::runtime_error(failure);
+}
+
+}  // namespace zelt::cli

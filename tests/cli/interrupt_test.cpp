@@ -1,0 +1,116 @@
+// Ctrl-C and SIGTERM during a recording, and the progress lines on a terminal.
+#include <stdlib.h>
+
+#include "record_checks.h"
+#include "tool_fixture.h"
+
+namespace zelt_cli_test {
+namespace {
+
+class InterruptTest : public ToolTest {
+protected:
+    std::string out() const { return m_scratch / "recording"; }
+    std::string file(const std::string& name) const { return out() + "/" + name; }
+
+    // Waits until the table holds `rows` rows, so the signal lands in the middle of delivery.
+    void waitForRows(std::size_t rows) const {
+        const auto deadline = std::chrono::steady_clock::now() + 20s;
+        while (std::chrono::steady_clock::now() < deadline) {
+            if (splitLines(readFile(file("camera0.csv"))).size() > rows) return;
+            std::this_thread::sleep_for(20ms);
+        }
+        FAIL() << "the recording did not get going";
+    }
+
+    // Interrupts a 30 s recording with `number` once it runs and checks what it left.
+    void expectCleanStop(int number, int exit_code, const std::string& name) {
+        ToolProcess tool({virtualCameras({smallCamera("Cam A", "/dev/zelt-a")}), "record", "--out",
+                          out(), "--duration", "30"},
+                         m_scratch.path());
+        ASSERT_NO_FATAL_FAILURE(waitForRows(30));
+        tool.signal(number);
+        const RunResult result = tool.wait(20s);
+        EXPECT_EQ(result.signal, 0);
+        EXPECT_EQ(result.exit_code, exit_code) << result.err;
+        EXPECT_NE(result.err.find("zelt-camera: interrupted (" + name + "); recorded "),
+                  std::string::npos)
+            << result.err;
+
+        const JsonDocument manifest(readFile(file("recording.json")));
+        ASSERT_TRUE(manifest.ok()) << manifest.error();
+        JsonNode* root = manifest.root();
+        EXPECT_TRUE(boolean(member(root, "interrupted")));
+        EXPECT_TRUE(boolean(member(root, "complete")));
+        EXPECT_EQ(text(member(root, "signal")), name);
+        EXPECT_EQ(integer(member(root, "exit_code")), exit_code);
+        EXPECT_LT(json_node_get_double(member(root, "duration_seconds")), 20.0);
+        const gint64 frames = integer(member(root, "frames_written"));
+        EXPECT_GE(frames, 30);
+
+        const auto rows = readCsv(file("camera0.csv"));
+        EXPECT_EQ(static_cast<gint64>(rows.size()), frames);
+        EXPECT_EQ(integer(member(root, "frames_delivered")),
+                  frames + integer(member(root, "frames_dropped")));
+        expectUnbrokenTable(rows, 64 * 48 * 2 + 12, droppedFrames(root, 0));
+        expectVideoMatchesTable(file("camera0.mkv"), rows);
+        expectPng(file("camera0.png"), 64, 48);
+    }
+};
+
+TEST_F(InterruptTest, SigintStopsCleanlyWithCompleteFilesAndExitCode130) {
+    expectCleanStop(SIGINT, 130, "SIGINT");
+}
+
+TEST_F(InterruptTest, SigtermStopsCleanlyWithCompleteFilesAndExitCode143) {
+    expectCleanStop(SIGTERM, 143, "SIGTERM");
+}
+
+TEST_F(InterruptTest, ManifestSaysRunningWhileTheRecordingGoesOn) {
+    ToolProcess tool({virtualCameras({smallCamera("Cam A", "/dev/zelt-a")}), "record", "--out",
+                      out(), "--duration", "30"},
+                     m_scratch.path());
+    ASSERT_NO_FATAL_FAILURE(waitForRows(5));
+    const JsonDocument manifest(readFile(file("recording.json")));
+    ASSERT_TRUE(manifest.ok()) << manifest.error();
+    EXPECT_EQ(text(member(manifest.root(), "stop_reason")), "running");
+    EXPECT_FALSE(boolean(member(manifest.root(), "complete")));
+    EXPECT_TRUE(isNull(member(manifest.root(), "ended_at")));
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(20s).exit_code, 130);
+}
+
+TEST_F(InterruptTest, TerminalShowsAProgressLinePerCameraThenTheSummary) {
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(terminal, 0);
+    ASSERT_EQ(grantpt(terminal), 0);
+    ASSERT_EQ(unlockpt(terminal), 0);
+    const int screen = open(ptsname(terminal), O_RDWR | O_NOCTTY);
+    ASSERT_GE(screen, 0);
+    std::string shown;
+    std::thread reader([&] {
+        char buffer[4096];
+        for (ssize_t n; (n = read(terminal, buffer, sizeof buffer)) > 0;) shown.append(buffer, n);
+    });
+    RunResult result;
+    {
+        ToolProcess tool(
+            {virtualCameras(twoCameras()), "record", "--out", out(), "--duration", "1"},
+            m_scratch.path(), {}, screen);
+        result = tool.wait(30s);
+    }
+    close(screen);  // the reader sees the end once no process holds the terminal open
+    reader.join();
+    close(terminal);
+    EXPECT_EQ(result.exit_code, 0) << shown;
+    EXPECT_NE(shown.find("camera0 Cam A: "), std::string::npos) << shown;
+    EXPECT_NE(shown.find("camera1 Cam B: "), std::string::npos) << shown;
+    EXPECT_NE(shown.find(" fps, "), std::string::npos) << shown;
+    EXPECT_NE(shown.find(" s elapsed, "), std::string::npos) << shown;
+    EXPECT_NE(shown.find(" s left"), std::string::npos) << shown;
+    // The lines are redrawn in place, and the summary stands alone at the end.
+    EXPECT_NE(shown.find("\x1b[1A"), std::string::npos) << shown;
+    EXPECT_NE(shown.find("zelt-camera: recorded "), std::string::npos) << shown;
+}
+
+}  // namespace
+}  // namespace zelt_cli_test

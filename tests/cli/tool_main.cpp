@@ -1,0 +1,7 @@
+// The tool runs as a child process; this process needs no GStreamer of its own.
+#include <gtest/gtest.h>
+
+int main(int argc, char** argv) {
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
