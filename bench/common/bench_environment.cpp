@@ -10,6 +10,7 @@
 
 #include "gst_support/gst_ptr.h"
 #include "vcam/vcam.h"
+#include "vcam/vcam_seal.h"
 
 namespace zelt_bench {
 
@@ -80,13 +81,7 @@ void initSealedGStreamer() {
         throw std::runtime_error("the virtual-camera plug-in '" ZELT_VCAM_PLUGIN_NAME
                                  "' is not in " ZELT_BENCH_VCAM_DIR);
     }
-    GList* factories = gst_device_provider_factory_list_get_device_providers(GST_RANK_NONE);
-    for (GList* item = factories; item != nullptr; item = item->next) {
-        GstPluginFeature* feature = GST_PLUGIN_FEATURE(item->data);
-        if (g_strcmp0(gst_plugin_feature_get_name(feature), ZELT_VCAM_PROVIDER_NAME) != 0)
-            gst_plugin_feature_set_rank(feature, GST_RANK_NONE);
-    }
-    gst_plugin_feature_list_free(factories);
+    zelt::vcam::rankOutOtherDeviceProviders();
 }
 
 int runProgram(const char* program, int (*body)(int, char**), int argc, char** argv) {

@@ -39,6 +39,7 @@
 
 #include "gst_support/gst_ptr.h"
 #include "vcam/vcam.h"
+#include "vcam/vcam_seal.h"
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define ZELT_TEST_UNDER_SANITIZER 1
@@ -59,16 +60,7 @@ enum class Route {
 /// Ranks every device provider factory except `keep` to GST_RANK_NONE (in this process only).
 /// Returns how many were ranked out.
 inline int rankOutOtherDeviceProviders(const std::string& keep = ZELT_VCAM_PROVIDER_NAME) {
-    int ranked_out = 0;
-    GList* factories = gst_device_provider_factory_list_get_device_providers(GST_RANK_NONE);
-    for (GList* item = factories; item != nullptr; item = item->next) {
-        GstPluginFeature* feature = GST_PLUGIN_FEATURE(item->data);
-        if (keep == gst_plugin_feature_get_name(feature)) continue;
-        gst_plugin_feature_set_rank(feature, GST_RANK_NONE);
-        ++ranked_out;
-    }
-    gst_plugin_feature_list_free(factories);
-    return ranked_out;
+    return zelt::vcam::rankOutOtherDeviceProviders(keep.c_str());
 }
 
 /// Checks that the virtual-camera plug-in is registered by `route`; an empty text when it is,

@@ -11,6 +11,7 @@
 #include "gst_support/gst_ptr.h"
 #include "uni/log.h"
 #include "vcam/vcam.h"
+#include "vcam/vcam_seal.h"
 #include "zelt_host/plugin_library.h"
 
 // Set by the build: the installed virtual camera plug-in folder relative to the tool's folder,
@@ -99,18 +100,6 @@ void checkVirtualCameraPlugin() {
     }
 }
 
-// Only the virtual cameras are offered: a device monitor asks providers of rank 1 and up.
-void rankOutOtherDeviceProviders() {
-    GList* factories = gst_device_provider_factory_list_get_device_providers(GST_RANK_NONE);
-    for (GList* item = factories; item != nullptr; item = item->next) {
-        GstPluginFeature* feature = GST_PLUGIN_FEATURE(item->data);
-        if (std::string(ZELT_VCAM_PROVIDER_NAME) != gst_plugin_feature_get_name(feature)) {
-            gst_plugin_feature_set_rank(feature, GST_RANK_NONE);
-        }
-    }
-    gst_plugin_feature_list_free(factories);
-}
-
 }  // namespace
 
 std::string virtualCameraPluginFolder() {
@@ -137,7 +126,7 @@ PluginSession::PluginSession(const GlobalOptions& options) {
     }
     if (options.virtual_cameras) {
         checkVirtualCameraPlugin();
-        rankOutOtherDeviceProviders();
+        zelt::vcam::rankOutOtherDeviceProviders();
     }
     m_plugin_path = options.plugin_path.value_or(zelt::host::defaultCameraPluginPath());
     m_host = std::make_unique<zelt::host::Host>();
