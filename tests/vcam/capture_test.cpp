@@ -4,6 +4,7 @@
 #include <map>
 #include <set>
 
+#include "tsan_annotations.h"
 #include "vcam_test_support.h"
 
 namespace vcam_test {
@@ -220,6 +221,8 @@ TEST_F(CaptureTest, BenchmarkDeliversFastFromReusedMemoryWithIncreasingTimestamp
     for (std::uint64_t i = 0; i < kFrames; ++i) {
         SamplePtr sample = capture.pull();
         ASSERT_TRUE(sample) << "frame " << i;
+        // The buffer and its memory came from the streaming thread through the appsink.
+        const zelt_test::HandedOverReads handed_over;
         GstBuffer* buffer = gst_sample_get_buffer(sample.get());
         ASSERT_EQ(sequenceNumber(sample.get()), i);
         const GstClockTime pts = GST_BUFFER_PTS(buffer);

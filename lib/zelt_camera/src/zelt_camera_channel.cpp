@@ -163,6 +163,8 @@ bool CameraChannel::isUsed() const { return usage().isUsed(); }
 void CameraChannel::setUsed(bool used) { usage().setUsed(used); }
 
 void CameraChannel::addOptionChangeListener(channel_config::OptionChangeListener listener) {
+    // An empty function is no listener: calling it would throw on the streaming thread.
+    if (!listener) return;
     m_option_listeners.push_back(std::move(listener));
 }
 
@@ -239,6 +241,11 @@ void CameraChannel::reportError(const char* message_template, const std::string&
         << zelt::ErrorMessage(kSourceTag, message_template, argument).text();
     {
         std::lock_guard<std::mutex> lock(m_error_mutex);
+        // The bus watch and the host's thread report concurrently: a message posted by the
+        // other thread since the clear above is withdrawn before it is replaced, so the host
+        // never keeps a message the channel has deleted.
+        if (m_error != nullptr && m_exception_manager != nullptr)
+            m_exception_manager->withdrawMessage(m_error.get());
         m_error = std::make_unique<zelt::ErrorMessage>(kSourceTag, message_template, argument);
         if (m_exception_manager != nullptr) m_exception_manager->postMessage(m_error.get());
     }
