@@ -54,16 +54,16 @@ struct ModeFigures {
     double ratio_peer_bgr = NAN;  // against the peer that converts to BGR
 };
 
-RunFigures runVariant(Variant variant, const RunSpec& spec) {
+RunFigures runVariant(Variant variant, const RunPlan& plan) {
     switch (variant) {
         case Variant::Floor:
-            return runFloor(spec);
+            return runFloor(plan);
         case Variant::Plugin:
-            return runPlugin(spec);
+            return runPlugin(plan);
         case Variant::Peer:
-            return runPeer(spec, false);
+            return runPeer(plan, false);
         case Variant::PeerBgr:
-            return runPeer(spec, true);
+            return runPeer(plan, true);
     }
     return {};
 }
@@ -74,14 +74,14 @@ ModeFigures measureMode(const VideoMode& mode, std::uint64_t frames, const Flags
     if (repetitions == 0 || frames == 0) {
         throw std::invalid_argument("--reps and the frame counts must be at least 1");
     }
-    RunSpec spec;
-    spec.mode = mode;
-    spec.frames = frames;
-    spec.warmup_frames = flags.count("warmup", 200);
-    spec.folder = folder;
-    RunSpec bgr_spec = spec;
-    bgr_spec.frames = std::max<std::uint64_t>(frames / 10, 50);
-    bgr_spec.warmup_frames = std::max<std::uint64_t>(spec.warmup_frames / 10, 10);
+    RunPlan plan;
+    plan.mode = mode;
+    plan.frames = frames;
+    plan.warmup_frames = flags.count("warmup", 200);
+    plan.folder = folder;
+    RunPlan bgr_plan = plan;
+    bgr_plan.frames = std::max<std::uint64_t>(frames / 10, 50);
+    bgr_plan.warmup_frames = std::max<std::uint64_t>(plan.warmup_frames / 10, 10);
 
     std::vector<Variant> rotation{Variant::Floor, Variant::Plugin};
     if (peerAvailable()) rotation.push_back(Variant::Peer);
@@ -98,7 +98,7 @@ ModeFigures measureMode(const VideoMode& mode, std::uint64_t frames, const Flags
 
     std::printf("\n%s: %llu frames a run after %llu of warm-up, %llu repetitions\n",
                 mode.label().c_str(), static_cast<unsigned long long>(frames),
-                static_cast<unsigned long long>(spec.warmup_frames),
+                static_cast<unsigned long long>(plan.warmup_frames),
                 static_cast<unsigned long long>(repetitions));
     std::map<Variant, Series> series;
     std::vector<double> ratios_floor, ratios_peer;
@@ -106,9 +106,9 @@ ModeFigures measureMode(const VideoMode& mode, std::uint64_t frames, const Flags
         std::map<Variant, RunFigures> run;
         for (std::size_t i = 0; i < rotation.size(); ++i) {
             const Variant variant = rotation[(i + repetition) % rotation.size()];
-            run[variant] = runVariant(variant, spec);
+            run[variant] = runVariant(variant, plan);
         }
-        if (with_bgr) run[Variant::PeerBgr] = runVariant(Variant::PeerBgr, bgr_spec);
+        if (with_bgr) run[Variant::PeerBgr] = runVariant(Variant::PeerBgr, bgr_plan);
         std::printf("  repetition %llu:", static_cast<unsigned long long>(repetition + 1));
         for (const auto& [variant, figures] : run) {
             series[variant].cpu_us.push_back(figures.cpu_us_per_frame);

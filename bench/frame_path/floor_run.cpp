@@ -46,9 +46,9 @@ std::string sourceLaunchText(const VideoMode& mode) {
     return "zeltvcamsrc benchmark=true camera-caps=\"" + mode.cameraCaps() + "\"";
 }
 
-RunFigures runFloor(const RunSpec& spec) {
+RunFigures runFloor(const RunPlan& plan) {
     // Page-aligned and touched once, as the plug-in's page-backed buffer is.
-    const std::size_t capacity = spec.mode.frameBytes();
+    const std::size_t capacity = plan.mode.frameBytes();
     const std::size_t rounded = (capacity + kPageSize - 1) / kPageSize * kPageSize;
     const std::unique_ptr<void, FreeDeleter> memory(std::aligned_alloc(kPageSize, rounded));
     if (!memory) throw std::runtime_error("cannot allocate the floor's frame buffer");
@@ -56,7 +56,7 @@ RunFigures runFloor(const RunSpec& spec) {
 
     GError* raw_error = nullptr;
     const gst_support::ElementPtr pipeline(gst_support::sinkObject(gst_parse_launch(
-        (sourceLaunchText(spec.mode) + " ! appsink name=sink").c_str(), &raw_error)));
+        (sourceLaunchText(plan.mode) + " ! appsink name=sink").c_str(), &raw_error)));
     const gst_support::GErrorPtr error(raw_error);
     if (!pipeline || error) {
         throw std::runtime_error(std::string("floor pipeline: ") +
@@ -65,12 +65,12 @@ RunFigures runFloor(const RunSpec& spec) {
     const gst_support::ElementPtr sink(gst_bin_get_by_name(GST_BIN(pipeline.get()), "sink"));
     // The caps the plug-in sets on its appsink for the selected frame setting.
     const gst_support::CapsPtr caps(gst_caps_new_simple(
-        "video/x-raw", "format", G_TYPE_STRING, spec.mode.format.c_str(), "width", G_TYPE_INT,
-        spec.mode.width, "height", G_TYPE_INT, spec.mode.height, "framerate", GST_TYPE_FRACTION,
-        spec.mode.fps, 1, nullptr));
+        "video/x-raw", "format", G_TYPE_STRING, plan.mode.format.c_str(), "width", G_TYPE_INT,
+        plan.mode.width, "height", G_TYPE_INT, plan.mode.height, "framerate", GST_TYPE_FRACTION,
+        plan.mode.fps, 1, nullptr));
     gst_app_sink_set_caps(GST_APP_SINK(sink.get()), caps.get());
 
-    FrameWindow window(spec.warmup_frames, spec.frames);
+    FrameWindow window(plan.warmup_frames, plan.frames);
     FloorConsumer consumer{&window, static_cast<std::uint8_t*>(memory.get()), capacity};
     GstAppSinkCallbacks callbacks{};
     callbacks.new_sample = &onFloorSample;

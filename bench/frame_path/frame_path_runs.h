@@ -11,7 +11,7 @@
 namespace zelt_bench {
 
 /// What one run measures.
-struct RunSpec {
+struct RunPlan {
     VideoMode mode;
     std::uint64_t warmup_frames = 200;  // consumed before the window opens
     std::uint64_t frames = 2000;        // in the window
@@ -31,12 +31,12 @@ std::string sourceLaunchText(const VideoMode& mode);
 /// Floor: the source straight into an appsink whose new-sample callback maps each frame and
 /// copies it once into a preallocated page-aligned buffer. Throws std::runtime_error when
 /// the window does not close in time.
-RunFigures runFloor(const RunSpec& spec);
+RunFigures runFloor(const RunPlan& plan);
 
 /// Plug-in: the same camera described to the virtual-camera provider, found by the plug-in's
 /// device monitor, acquired through the host's call sequence into a sink that reads the
 /// image header only. Throws std::runtime_error on a wrong sample or a timeout.
-RunFigures runPlugin(const RunSpec& spec);
+RunFigures runPlugin(const RunPlan& plan);
 
 /// Whether the peer was built (OpenCV found at configure time).
 bool peerAvailable();
@@ -47,6 +47,6 @@ std::string peerDescription();
 /// With `bgr`, the pipeline converts to BGR first (videoconvert), as a user who wants
 /// OpenCV's usual pixel layout writes it. Throws std::runtime_error when the capture does not
 /// open or a frame has the wrong size; std::logic_error when the peer was not built.
-RunFigures runPeer(const RunSpec& spec, bool bgr);
+RunFigures runPeer(const RunPlan& plan, bool bgr);
 
 }  // namespace zelt_bench

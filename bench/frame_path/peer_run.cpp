@@ -28,21 +28,21 @@ std::string peerDescription() {
     return std::string("OpenCV ") + CV_VERSION + ", " + gstreamer;
 }
 
-RunFigures runPeer(const RunSpec& spec, bool bgr) {
+RunFigures runPeer(const RunPlan& plan, bool bgr) {
     // OpenCV sets its own appsink caps (BGR or GRAY8, else the raw YUV layouts it can hand
     // out unconverted) and one buffer of queue; the camera offers the one mode.
     const std::string pipeline =
-        sourceLaunchText(spec.mode) +
+        sourceLaunchText(plan.mode) +
         (bgr ? " ! videoconvert ! video/x-raw, format=BGR ! appsink" : " ! appsink");
     cv::VideoCapture capture(pipeline, cv::CAP_GSTREAMER);
     if (!capture.isOpened()) throw std::runtime_error("peer: cannot open " + pipeline);
 
-    const std::size_t expected = bgr ? static_cast<std::size_t>(spec.mode.width) *
-                                           static_cast<std::size_t>(spec.mode.height) * 3
-                                     : spec.mode.frameBytes();
-    FrameWindow window(spec.warmup_frames, spec.frames);
+    const std::size_t expected = bgr ? static_cast<std::size_t>(plan.mode.width) *
+                                           static_cast<std::size_t>(plan.mode.height) * 3
+                                     : plan.mode.frameBytes();
+    FrameWindow window(plan.warmup_frames, plan.frames);
     cv::Mat frame;
-    const std::uint64_t total = spec.warmup_frames + spec.frames;
+    const std::uint64_t total = plan.warmup_frames + plan.frames;
     for (std::uint64_t i = 0; i < total; ++i) {
         if (!capture.read(frame)) {
             throw std::runtime_error("peer: read failed after " + std::to_string(i) + " frames");

@@ -9,7 +9,7 @@ bool peerAvailable() { return false; }
 
 std::string peerDescription() { return "unavailable (OpenCV not found when configuring)"; }
 
-RunFigures runPeer(const RunSpec& /*spec*/, bool /*bgr*/) {
+RunFigures runPeer(const RunPlan& /*plan*/, bool /*bgr*/) {
     throw std::logic_error("the OpenCV peer was not built");
 }
 

@@ -36,11 +36,11 @@ private:
 
 }  // namespace
 
-RunFigures runPlugin(const RunSpec& spec) {
-    CameraHost camera_host(spec.folder,
-                           {describeCamera("Bench Camera", "/dev/zelt-bench0", spec.mode, true)});
+RunFigures runPlugin(const RunPlan& plan) {
+    CameraHost camera_host(plan.folder,
+                           {describeCamera("Bench Camera", "/dev/zelt-bench0", plan.mode, true)});
     zelt::host::Host& host = camera_host.host();
-    FrameWindow window(spec.warmup_frames, spec.frames);
+    FrameWindow window(plan.warmup_frames, plan.frames);
     const auto sink = std::make_shared<HeaderOnlySink>(window);
     host.setSampleSink(kCameraChannel, sink);
 
@@ -57,10 +57,10 @@ RunFigures runPlugin(const RunSpec& spec) {
     }
 
     const zelt::host::ImageDataHeader header = sink->counting().lastHeader();
-    const std::size_t expected_size = spec.mode.frameBytes() + zelt::host::kImageDataHeaderSize;
-    if (zelt::host::formatCodeText(header.format) != spec.mode.format ||
-        header.width != static_cast<std::uint32_t>(spec.mode.width) ||
-        header.height != static_cast<std::uint32_t>(spec.mode.height) ||
+    const std::size_t expected_size = plan.mode.frameBytes() + zelt::host::kImageDataHeaderSize;
+    if (zelt::host::formatCodeText(header.format) != plan.mode.format ||
+        header.width != static_cast<std::uint32_t>(plan.mode.width) ||
+        header.height != static_cast<std::uint32_t>(plan.mode.height) ||
         sink->counting().lastSize() != expected_size) {
         throw std::runtime_error(
             "plug-in: unexpected sample " + zelt::host::formatCodeText(header.format) + " " +
