@@ -104,21 +104,15 @@ GstFlowReturn CameraChannel::handlePreroll(GstAppSink* sink) {
 
 GstFlowReturn CameraChannel::handleSample(GstAppSink* sink) {
     gst_support::SamplePtr sample(gst_app_sink_pull_sample(sink));
-    {
-        // A quick look without holding the lock over the pull: samples outside delivery are
-        // dropped at once.
-        std::lock_guard<std::mutex> lock(m_mutex);
-        if (!m_acquisition_active) return sample ? GST_FLOW_OK : GST_FLOW_ERROR;
-    }
+    // One lock per frame, held from reading the flags to the end of the hand-over.
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!m_acquisition_active) return sample ? GST_FLOW_OK : GST_FLOW_ERROR;
     if (!sample) return GST_FLOW_ERROR;
 
     GstBuffer* buffer = gst_sample_get_buffer(sample.get());
     if (!uni::check(buffer != nullptr, "buffer", kSource, __LINE__)) return GST_FLOW_OK;
     const GstClockTime pts = GST_BUFFER_PTS(buffer);
-
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (!m_acquisition_active || !m_pipeline_running.load(std::memory_order_acquire))
-        return GST_FLOW_OK;
+    if (!m_pipeline_running.load(std::memory_order_acquire)) return GST_FLOW_OK;
 
     double stamp = 0.0;
     if (m_time_source) {
