@@ -7,6 +7,7 @@
 #include <cstring>
 #include <exception>
 #include <stdexcept>
+#include <utility>
 
 #include "uni/assertion_report.h"
 #include "zelt/sample_sink.h"
@@ -33,6 +34,10 @@ constexpr const char* kCounterInfo = "Received frames";
 constexpr const char* kCameraInfo = "USB Camera";
 constexpr const char* kCameraTypeValue = "USB";
 constexpr double kNanosecondsPerSecond = 1e9;
+constexpr const char* kListenerThrew = "An option listener threw for camera '";
+constexpr const char* kExceptionManagerThrew = "The exception manager threw for camera '";
+constexpr const char* kHandOverFailed =
+    "A host callback threw during the hand-over of a frame; the frame is lost, camera '";
 
 }  // namespace
 
@@ -86,18 +91,17 @@ void CameraChannel::initialize(const std::string& name, const std::string& path,
     addOption(boost::make_shared<pu::SimpleScalarOption>(keys::kFrameHeight, 0.0, "pixel"));
     addOption(boost::make_shared<pu::SimpleScalarOption>(keys::kPixelAspectRatio, 0.0, ""));
     addOption(boost::make_shared<pu::SimpleStringOption>(keys::kFrameFormat, ""));
-    // The factor is read by the streaming thread, so it is read and written under m_mutex.
+    // The factor is read by the streaming thread, and may be read by a sink from inside the
+    // hand-over: it is atomic rather than under the delivery mutex.
     addOption(boost::make_shared<pu::GenericOption<unsigned int>>(
         keys::kCameraFrameSubsampling, nullptr,
         [this] {
-            std::lock_guard<std::mutex> lock(m_mutex);
             return ConfigItem(
-                config_items::SingleValueConfigItem<unsigned int>(m_frame_subsampling));
+                config_items::SingleValueConfigItem<unsigned int>(m_frame_subsampling.load()));
         },
         [this](const unsigned int& factor) {
             if (factor < 1) return false;
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_frame_subsampling = factor;
+            m_frame_subsampling.store(factor);
             return true;
         },
         [] {
@@ -131,9 +135,49 @@ void CameraChannel::initialize(const std::string& name, const std::string& path,
         keys::kSampleResolution, channel_config::DAQSampleResolution::Image));
 }
 
+// Called by the caps controller while the frame-setting option is written, that is under
+// m_config_mutex (or in the constructor).
 bool CameraChannel::onFrameSettingChanged(const Caps& /*caps*/) {
     m_restart_required = true;
+    ++m_setting_changes;
     return true;
+}
+
+bool CameraChannel::restartRequired() const {
+    std::lock_guard<std::mutex> lock(m_config_mutex);
+    return m_restart_required;
+}
+
+// --- configuration --------------------------------------------------------------------------
+
+const std::vector<std::string>& CameraChannel::getKeys() const {
+    std::lock_guard<std::mutex> lock(m_config_mutex);
+    return SimpleChannelConfig::getKeys();
+}
+
+bool CameraChannel::hasKey(const std::string& key) const {
+    std::lock_guard<std::mutex> lock(m_config_mutex);
+    return SimpleChannelConfig::hasKey(key);
+}
+
+ConfigItem CameraChannel::getConfigItem(const std::string& key) const {
+    std::lock_guard<std::mutex> lock(m_config_mutex);
+    return SimpleChannelConfig::getConfigItem(key);
+}
+
+config_items::ConstraintList CameraChannel::getConstraints(const std::string& key) const {
+    std::lock_guard<std::mutex> lock(m_config_mutex);
+    return SimpleChannelConfig::getConstraints(key);
+}
+
+bool CameraChannel::setConfigItem(const std::string& key, const ConfigItem& item) {
+    std::lock_guard<std::mutex> lock(m_config_mutex);
+    return SimpleChannelConfig::setConfigItem(key, item);
+}
+
+void CameraChannel::addChannelConstraint(config_items::ConstraintPtr constraint) {
+    std::lock_guard<std::mutex> lock(m_config_mutex);
+    SimpleChannelConfig::addChannelConstraint(std::move(constraint));
 }
 
 // --- identity -------------------------------------------------------------------------------
@@ -158,19 +202,35 @@ std::uint32_t CameraChannel::identify(const zelt::ChannelIdentification& record)
     return zelt::kNoChannel;
 }
 
-bool CameraChannel::isUsed() const { return usage().isUsed(); }
+bool CameraChannel::isUsed() const {
+    std::lock_guard<std::mutex> lock(m_config_mutex);
+    return usage().isUsed();
+}
 
-void CameraChannel::setUsed(bool used) { usage().setUsed(used); }
+void CameraChannel::setUsed(bool used) {
+    std::lock_guard<std::mutex> lock(m_config_mutex);
+    usage().setUsed(used);
+}
 
 void CameraChannel::addOptionChangeListener(channel_config::OptionChangeListener listener) {
     // An empty function is no listener: calling it would throw on the streaming thread.
     if (!listener) return;
-    m_option_listeners.push_back(std::move(listener));
+    auto node = std::make_unique<ListenerNode>(std::move(listener));
+    std::lock_guard<std::mutex> lock(m_listener_mutex);
+    ListenerNode* added = node.get();
+    if (m_option_listeners.empty())
+        m_first_listener.store(added, std::memory_order_release);
+    else
+        m_option_listeners.back()->next.store(added, std::memory_order_release);
+    m_option_listeners.push_back(std::move(node));
 }
 
 void CameraChannel::setSampleSink(std::shared_ptr<zelt::IfSampleSink> sink) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    SimpleChannelConfig::setSampleSink(std::move(sink));
+    // Under the delivery mutex, so that no frame is handed to a sink after the host replaced
+    // it; a sink replacing itself from inside addSample already holds the mutex on its thread,
+    // and the frame in hand keeps its own reference to it.
+    DeliveryLock lock(*this);
+    m_sample_sink = std::move(sink);
 }
 
 // --- frame counter --------------------------------------------------------------------------
@@ -208,7 +268,7 @@ void CameraChannel::synchronize() {}
 double CameraChannel::getFrequency() { return kNanosecondsPerSecond; }
 
 std::int64_t CameraChannel::getCurrentTicks() {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    DeliveryLock lock(*this);
     return m_time_source ? runningTime() : 0;
 }
 
@@ -222,7 +282,7 @@ std::int64_t CameraChannel::runningTime() const {
 zelt::DateTime CameraChannel::getAbsoluteStart() { return {}; }
 
 void CameraChannel::setTimeSource(std::shared_ptr<zelt::IfTimeSource> time_source) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    DeliveryLock lock(*this);
     // The previous time base is released while the lock is held, so no frame is stamped
     // against a time base that is being destroyed.
     m_time_source = std::move(time_source);
@@ -235,40 +295,118 @@ bool CameraChannel::hasError() const {
     return m_error != nullptr;
 }
 
+// Every host call of the exception manager is made under m_report_mutex only, so that posts
+// and withdrawals from the bus watch and from the host's thread reach the host in a
+// consistent order; "Valid" reads m_error under m_error_mutex alone, so a manager that reads
+// it while a message is posted does not wait for itself. A manager that throws loses that
+// call; the error state is kept all the same.
 void CameraChannel::reportError(const char* message_template, const std::string& argument) {
     clearError();
     UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
         << zelt::ErrorMessage(kSourceTag, message_template, argument).text();
     {
-        std::lock_guard<std::mutex> lock(m_error_mutex);
-        // The bus watch and the host's thread report concurrently: a message posted by the
-        // other thread since the clear above is withdrawn before it is replaced, so the host
-        // never keeps a message the channel has deleted.
-        if (m_error != nullptr && m_exception_manager != nullptr)
-            m_exception_manager->withdrawMessage(m_error.get());
-        m_error = std::make_unique<zelt::ErrorMessage>(kSourceTag, message_template, argument);
-        if (m_exception_manager != nullptr) m_exception_manager->postMessage(m_error.get());
+        std::lock_guard<std::mutex> report(m_report_mutex);
+        auto message = std::make_unique<zelt::ErrorMessage>(kSourceTag, message_template, argument);
+        const zelt::ErrorMessage* posted = message.get();
+        std::unique_ptr<zelt::ErrorMessage> replaced;
+        {
+            std::lock_guard<std::mutex> lock(m_error_mutex);
+            replaced = std::exchange(m_error, std::move(message));
+        }
+        // The other thread may have posted since the clear above: its message is withdrawn
+        // before it is deleted, so the host never keeps a message the channel has deleted.
+        if (replaced != nullptr) withdrawFromHost(replaced.get());
+        postToHost(posted);
     }
     notifyListeners(keys::kValid, config_items::SingleValueConfigItem<bool>(false));
 }
 
 void CameraChannel::clearError() {
     {
-        std::lock_guard<std::mutex> lock(m_error_mutex);
-        if (m_error != nullptr && m_exception_manager != nullptr)
-            m_exception_manager->withdrawMessage(m_error.get());
-        m_error.reset();
+        std::lock_guard<std::mutex> report(m_report_mutex);
+        std::unique_ptr<zelt::ErrorMessage> withdrawn;
+        {
+            std::lock_guard<std::mutex> lock(m_error_mutex);
+            withdrawn = std::move(m_error);
+        }
+        if (withdrawn != nullptr) withdrawFromHost(withdrawn.get());
     }
     notifyListeners(keys::kValid, config_items::SingleValueConfigItem<bool>(true));
 }
 
+// Under m_report_mutex.
+void CameraChannel::postToHost(const zelt::ErrorMessage* message) {
+    if (m_exception_manager == nullptr) return;
+    try {
+        m_exception_manager->postMessage(message);
+    } catch (const std::exception& error) {
+        logExceptionManagerFailure(error.what());
+    } catch (...) {
+        logExceptionManagerFailure("unknown exception");
+    }
+}
+
+// Under m_report_mutex.
+void CameraChannel::withdrawFromHost(const zelt::ErrorMessage* message) {
+    if (m_exception_manager == nullptr) return;
+    try {
+        m_exception_manager->withdrawMessage(message);
+    } catch (const std::exception& error) {
+        logExceptionManagerFailure(error.what());
+    } catch (...) {
+        logExceptionManagerFailure("unknown exception");
+    }
+}
+
+void CameraChannel::logExceptionManagerFailure(const char* what) const {
+    UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
+        << kExceptionManagerThrew << m_name << "': " << what;
+}
+
+void CameraChannel::setExceptionManager(zelt::IfExceptionManager* manager) {
+    std::lock_guard<std::mutex> report(m_report_mutex);
+    if (manager == m_exception_manager) return;
+    const zelt::ErrorMessage* posted = nullptr;
+    {
+        std::lock_guard<std::mutex> lock(m_error_mutex);
+        posted = m_error.get();
+    }
+    // The message stays alive: only a holder of m_report_mutex deletes it.
+    if (posted != nullptr) withdrawFromHost(posted);
+    m_exception_manager = manager;
+    if (posted != nullptr) postToHost(posted);
+}
+
 void CameraChannel::notifyListeners(const std::string& key, const ConfigItem& item) {
-    for (const auto& listener : m_option_listeners) listener(key, item);
+    for (const ListenerNode* node = m_first_listener.load(std::memory_order_acquire);
+         node != nullptr; node = node->next.load(std::memory_order_acquire)) {
+        // A listener that throws must not end the notification, nor leave through GStreamer's
+        // or GLib's frames.
+        try {
+            node->listener(key, item);
+        } catch (const std::exception& error) {
+            UNI_LOG(unilogger_zelt_plugin_camera, ULS_WARNING)
+                << kListenerThrew << m_name << "' (" << key << "): " << error.what();
+        } catch (...) {
+            UNI_LOG(unilogger_zelt_plugin_camera, ULS_WARNING)
+                << kListenerThrew << m_name << "' (" << key << ")";
+        }
+    }
 }
 
 void CameraChannel::publishOption(const std::string& key, const ConfigItem& item) {
-    setConfigItem(key, item);
+    {
+        std::lock_guard<std::mutex> lock(m_config_mutex);
+        SimpleChannelConfig::setConfigItem(key, item);
+    }
     notifyListeners(key, item);
+}
+
+void CameraChannel::noteFailedHandOver(const char* what) {
+    if (m_failed_hand_overs.fetch_add(1) == 0) {
+        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
+            << kHandOverFailed << m_name << "': " << what;
+    }
 }
 
 }  // namespace zelt_camera

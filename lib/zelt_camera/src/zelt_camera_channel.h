@@ -5,12 +5,14 @@
 #include <gst/gst.h>
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "channel_config/channel_config.h"
@@ -30,12 +32,25 @@ namespace zelt_camera {
 /// element straight into an appsink), and the delivery of every frame to the host's sink,
 /// stamped on the host's time base. Also offers the pipeline's running time as a time base.
 ///
-/// Threads: configuration and pipeline control come from the host's thread (serialised by the
-/// plug-in); the appsink callbacks run on GStreamer's streaming thread; the bus watch on the
-/// thread that dispatches GLib's default main context. m_mutex guards the host time base, the
-/// delivery flag and the whole hand-over of a frame.
+/// Threads: pipeline control comes from the host's thread (serialised by the plug-in); items
+/// may be read and written from any host thread; the appsink callbacks run on GStreamer's
+/// streaming thread; the bus watch on the thread that dispatches GLib's default main context.
+///
+/// Locks, always taken in this order and never held while waiting for another of the
+/// channel's threads:
+///   m_mutex          the delivery: host time base, sink, delivery flag and the whole hand-over
+///                    of a frame. The host's sink is called under it (the hand-over demands
+///                    it); a sink that calls back into its own channel (items, setSampleSink,
+///                    getCurrentTicks) is recognised by its thread and does not wait for it.
+///   m_config_mutex   the options, the caps controller, the used flag and m_restart_required:
+///                    the configuration classes do not lock, so the channel serialises them.
+///   m_report_mutex   the order of posts and withdrawals at the host's exception manager.
+///   m_error_mutex    the posted message itself ("Valid" reads only this one).
+/// No other host callback (listeners, exception manager, stream events) is called under a
+/// lock that a host call into the channel needs.
 class CameraChannel final : public zelt::plugin_util::SimpleChannelConfig,
-                            public zelt::IfTimeBaseProvider {
+                            public zelt::IfTimeBaseProvider,
+                            public std::enable_shared_from_this<CameraChannel> {
 public:
     CameraChannel(channel_config::ChannelID id, GstDevice* device,
                   zelt::IfExceptionManager* exception_manager);
@@ -43,7 +58,14 @@ public:
     CameraChannel(const CameraChannel&) = delete;
     CameraChannel& operator=(const CameraChannel&) = delete;
 
-    // IfChannelConfig additions
+    // IfChannelConfig, serialised by m_config_mutex: any host thread may call them while the
+    // camera streams. getKeys() hands out the list itself, valid until the next change.
+    const std::vector<std::string>& getKeys() const override;
+    bool hasKey(const std::string& key) const override;
+    config_items::ConfigItem getConfigItem(const std::string& key) const override;
+    config_items::ConstraintList getConstraints(const std::string& key) const override;
+    bool setConfigItem(const std::string& key, const config_items::ConfigItem& item) override;
+    void addChannelConstraint(config_items::ConstraintPtr constraint) override;
     void addOptionChangeListener(channel_config::OptionChangeListener listener) override;
     void setSampleSink(std::shared_ptr<zelt::IfSampleSink> sink) override;
 
@@ -90,11 +112,15 @@ public:
 
     // Delivery (host thread)
     void setTimeSource(std::shared_ptr<zelt::IfTimeSource> time_source);
+    /// Where the channel posts its errors from now on. A message posted right now is
+    /// withdrawn from the previous manager and posted to the new one, so that the host's
+    /// display keeps matching "Valid" and the previous manager may be freed afterwards.
+    void setExceptionManager(zelt::IfExceptionManager* manager);
     void beginDelivery();
     void endDelivery();
     void onAcquisitionStarted();
 
-    bool restartRequired() const noexcept { return m_restart_required; }
+    bool restartRequired() const;
     bool pipelineStarted() const noexcept {
         return m_pipeline_started.load(std::memory_order_relaxed);
     }
@@ -108,6 +134,8 @@ public:
     GstElement* pipeline() const noexcept { return m_pipeline.get(); }
     /// The image buffer's size in bytes: header and pixels; 0 while empty.
     std::size_t imageBufferSize() const noexcept { return m_image_buffer.size(); }
+    /// Frames lost because a host callback threw during their hand-over.
+    std::uint64_t failedHandOvers() const noexcept { return m_failed_hand_overs.load(); }
 
     // GStreamer callbacks
     static GstFlowReturn onNewPreroll(GstAppSink* sink, gpointer channel);
@@ -115,30 +143,74 @@ public:
     static gboolean onBusMessage(GstBus* bus, GstMessage* message, gpointer channel);
 
 private:
+    /// Holds m_mutex, unless the calling thread holds it already for a frame's hand-over: a
+    /// host sink that calls back into its own channel from inside addSample must not wait for
+    /// itself.
+    class DeliveryLock {
+    public:
+        explicit DeliveryLock(const CameraChannel& channel) {
+            if (channel.m_delivering_thread.load() != std::this_thread::get_id())
+                m_lock = std::unique_lock<std::mutex>(channel.m_mutex);
+        }
+
+    private:
+        std::unique_lock<std::mutex> m_lock;
+    };
+    struct BusWatchGate;
+    /// The installed bus watch: enters the gate of `gate` (a BusWatchGate reference held by
+    /// GLib) and passes the message on to onBusMessage.
+    static gboolean onGatedBusMessage(GstBus* bus, GstMessage* message, gpointer gate);
+    /// Stops the bus watch from reaching the channel and waits for a dispatch that runs on
+    /// another thread.
+    void closeBusWatch();
+
     void initializeFromDevice(GstDevice* device);
     void initialize(const std::string& name, const std::string& path,
                     const std::string& device_type_name);
     bool onFrameSettingChanged(const Caps& caps);
     GstFlowReturn handlePreroll(GstAppSink* sink);
     GstFlowReturn handleSample(GstAppSink* sink);
+    /// buildCaps() for a caller that holds m_config_mutex.
+    gst_support::CapsPtr buildCapsLocked() const;
     gboolean handleBusMessage(GstMessage* message);
 
     /// Sets an option the channel changes by itself and tells the listeners.
     void publishOption(const std::string& key, const config_items::ConfigItem& item);
+    /// Calls every listener registered so far; one that throws is logged and skipped.
     void notifyListeners(const std::string& key, const config_items::ConfigItem& item);
+    /// Counts a frame lost to a throwing host callback; logs the first one.
+    void noteFailedHandOver(const char* what);
     /// The pipeline's running time in nanoseconds; 0 without clock or pipeline.
     std::int64_t runningTime() const;
     void reportError(const char* message_template, const std::string& argument);
     void clearError();
+    /// Posts `message` to the host's exception manager; under m_report_mutex.
+    void postToHost(const zelt::ErrorMessage* message);
+    /// Withdraws `message` from the host's exception manager; under m_report_mutex.
+    void withdrawFromHost(const zelt::ErrorMessage* message);
+    void logExceptionManagerFailure(const char* what) const;
 
     gst_support::DevicePtr m_device;
     gst_support::PipelinePtr m_pipeline;
     gst_support::ClockPtr m_clock;
     gst_support::ElementPtr m_appsink;
     guint m_bus_watch = 0;
+    std::shared_ptr<BusWatchGate> m_bus_gate;
     channel_config::ChannelID m_channel_id;
     std::shared_ptr<zelt::IfTimeSource> m_time_source;
-    std::vector<channel_config::OptionChangeListener> m_option_listeners;
+    // The listeners, in the order they were added: a list that only grows, linked through
+    // atomic pointers, so that a notification on the streaming thread or the main context's
+    // thread walks it while the host appends from any thread (appends are serialised by
+    // m_listener_mutex). A listener added during a notification may or may not get it.
+    struct ListenerNode {
+        explicit ListenerNode(channel_config::OptionChangeListener function)
+            : listener(std::move(function)) {}
+        const channel_config::OptionChangeListener listener;
+        std::atomic<ListenerNode*> next{nullptr};
+    };
+    std::atomic<ListenerNode*> m_first_listener{nullptr};
+    std::vector<std::unique_ptr<ListenerNode>> m_option_listeners;  // owns the nodes
+    std::mutex m_listener_mutex;
     std::unique_ptr<CapsController> m_caps_controller;
     std::string m_name;
     std::string m_path;
@@ -150,18 +222,29 @@ private:
     double m_pixel_aspect_ratio = 0.0;
     std::string m_format;
 
-    std::uint32_t m_frame_subsampling = 1;
+    // Atomic: the streaming thread reads it per frame, and a sink may read the option from
+    // inside addSample.
+    std::atomic<std::uint32_t> m_frame_subsampling{1};
+    // Under m_config_mutex, with the count of frame-setting changes: a start clears the flag
+    // only when no change came in since it chose its caps.
     bool m_restart_required = true;
+    std::uint64_t m_setting_changes = 0;
     bool m_acquisition_active = false;
     std::atomic<bool> m_pipeline_started{false};
     std::atomic<bool> m_pipeline_running{false};
-    zelt::IfExceptionManager* m_exception_manager;
+    zelt::IfExceptionManager* m_exception_manager;  // under m_report_mutex
     // The posted error. Guarded by its own mutex: the bus watch reports errors on the main
     // context's thread while the host thread starts and stops, and the frame path's m_mutex
     // stays free of calls into the host's exception manager.
     std::unique_ptr<zelt::ErrorMessage> m_error;
     mutable std::mutex m_error_mutex;
+    std::mutex m_report_mutex;
+    mutable std::mutex m_config_mutex;
     mutable std::mutex m_mutex;
+    // The thread that holds m_mutex for a frame's hand-over, while it does.
+    std::atomic<std::thread::id> m_delivering_thread{};
+    std::shared_ptr<zelt::IfSampleSink> m_sample_sink;  // under m_mutex
+    std::atomic<std::uint64_t> m_failed_hand_overs{0};
     std::shared_ptr<zelt::plugin_util::EventCounterChannel> m_counter_channel;
     std::uint64_t m_frame_counter = 0;
     PageBuffer m_image_buffer;

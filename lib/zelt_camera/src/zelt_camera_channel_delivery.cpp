@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <exception>
+#include <memory>
+#include <thread>
 
 #include "uni/assertion_report.h"
 #include "zelt/sample_sink.h"
@@ -31,12 +33,32 @@ void write_le32(std::uint8_t* out, std::uint32_t value) {
 
 }  // namespace
 
+// Nothing may leave through GStreamer's frames: an exception of a host callback that was not
+// caught nearer to it ends the callback here.
 GstFlowReturn CameraChannel::onNewPreroll(GstAppSink* sink, gpointer channel) {
-    return static_cast<CameraChannel*>(channel)->handlePreroll(sink);
+    auto* camera = static_cast<CameraChannel*>(channel);
+    try {
+        return camera->handlePreroll(sink);
+    } catch (const std::exception& error) {
+        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
+            << "CameraChannel::onNewPreroll cannot start processing: " << error.what();
+    } catch (...) {
+        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
+            << "CameraChannel::onNewPreroll cannot start processing: unknown exception";
+    }
+    return GST_FLOW_ERROR;
 }
 
 GstFlowReturn CameraChannel::onNewSample(GstAppSink* sink, gpointer channel) {
-    return static_cast<CameraChannel*>(channel)->handleSample(sink);
+    auto* camera = static_cast<CameraChannel*>(channel);
+    try {
+        return camera->handleSample(sink);
+    } catch (const std::exception& error) {
+        camera->noteFailedHandOver(error.what());
+    } catch (...) {
+        camera->noteFailedHandOver("unknown exception");
+    }
+    return GST_FLOW_OK;
 }
 
 GstFlowReturn CameraChannel::handlePreroll(GstAppSink* sink) {
@@ -59,11 +81,7 @@ GstFlowReturn CameraChannel::handlePreroll(GstAppSink* sink) {
     gst_util_fraction_to_double(GST_VIDEO_INFO_PAR_N(&info), GST_VIDEO_INFO_PAR_D(&info),
                                 &m_pixel_aspect_ratio);
 
-    std::uint32_t subsampling = 1;
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        subsampling = m_frame_subsampling;
-    }
+    const std::uint32_t subsampling = m_frame_subsampling.load();
     publishOption(keys::kSampleRate, ScalarConfigItem(m_framerate / subsampling, "fps"));
     publishOption(keys::kFrameWidth, ScalarConfigItem(m_width, "pixel"));
     publishOption(keys::kFrameHeight, ScalarConfigItem(m_height, "pixel"));
@@ -104,8 +122,17 @@ GstFlowReturn CameraChannel::handlePreroll(GstAppSink* sink) {
 
 GstFlowReturn CameraChannel::handleSample(GstAppSink* sink) {
     gst_support::SamplePtr sample(gst_app_sink_pull_sample(sink));
-    // One lock per frame, held from reading the flags to the end of the hand-over.
+    // One lock per frame, held from reading the flags to the end of the hand-over. While it is
+    // held, this thread is known as the delivering one: a sink calling back into the channel
+    // from inside addSample does not wait for the lock it is called under.
     std::lock_guard<std::mutex> lock(m_mutex);
+    struct DeliveringThread {
+        std::atomic<std::thread::id>& id;
+        explicit DeliveringThread(std::atomic<std::thread::id>& thread) : id(thread) {
+            id.store(std::this_thread::get_id());
+        }
+        ~DeliveringThread() { id.store(std::thread::id()); }
+    } delivering(m_delivering_thread);
     if (!m_acquisition_active) return sample ? GST_FLOW_OK : GST_FLOW_ERROR;
     if (!sample) return GST_FLOW_ERROR;
 
@@ -127,7 +154,8 @@ GstFlowReturn CameraChannel::handleSample(GstAppSink* sink) {
     if (stamp < 0.0) return GST_FLOW_OK;
 
     ++m_frame_counter;
-    if (m_frame_counter % m_frame_subsampling != 0) return GST_FLOW_OK;
+    if (m_frame_counter % m_frame_subsampling.load(std::memory_order_relaxed) != 0)
+        return GST_FLOW_OK;
 
     const std::uint64_t timestamp = to_unsigned_ticks(stamp);
     const std::size_t frame_size = gst_buffer_get_size(buffer);
@@ -139,15 +167,24 @@ GstFlowReturn CameraChannel::handleSample(GstAppSink* sink) {
             m_image_buffer.size(), frame_size + kHeaderSize);
     }
 
-    if (zelt::IfSampleSink* sample_sink = usage().sampleSink()) {
+    // The frame keeps its own reference to the sink: the sink may replace itself from inside
+    // addSample.
+    if (const std::shared_ptr<zelt::IfSampleSink> sample_sink = m_sample_sink) {
         // The one copy of the frame: straight behind the header. Never past the buffer: a
         // frame larger than the negotiated size (padded strides) is cut to the image size.
         const std::size_t room =
             m_image_buffer.size() > kHeaderSize ? m_image_buffer.size() - kHeaderSize : 0;
         gst_buffer_extract(buffer, 0, m_image_buffer.data() + kHeaderSize,
                            frame_size < room ? frame_size : room);
-        sample_sink->addSample(timestamp, 0, m_image_buffer.data(),
-                               static_cast<std::uint32_t>(m_image_buffer.size()));
+        // A sink that throws loses this frame and nothing else: the frame is still counted.
+        try {
+            sample_sink->addSample(timestamp, 0, m_image_buffer.data(),
+                                   static_cast<std::uint32_t>(m_image_buffer.size()));
+        } catch (const std::exception& error) {
+            noteFailedHandOver(error.what());
+        } catch (...) {
+            noteFailedHandOver("unknown exception");
+        }
     }
     if (m_counter_channel) m_counter_channel->countEvent(timestamp);
     return GST_FLOW_OK;
@@ -155,12 +192,12 @@ GstFlowReturn CameraChannel::handleSample(GstAppSink* sink) {
 
 void CameraChannel::beginDelivery() {
     if (!isUsed()) return;
-    std::lock_guard<std::mutex> lock(m_mutex);
+    DeliveryLock lock(*this);
     m_acquisition_active = true;
 }
 
 void CameraChannel::endDelivery() {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    DeliveryLock lock(*this);
     m_acquisition_active = false;
 }
 

@@ -1,6 +1,9 @@
 // The camera's capture pipeline: its own source element linked straight to an appsink.
 #include <gst/app/gstappsink.h>
 
+#include <exception>
+#include <utility>
+
 #include "uni/assertion_report.h"
 #include "zelt/sample_sink.h"
 #include "zelt_camera_channel.h"
@@ -14,8 +17,23 @@ constexpr const char* kSetupFailed = "Could not set up camera %1";
 constexpr const char* kStartFailed = "Could not start camera %1";
 constexpr const char* kStopFailed = "Could not stop camera %1";
 constexpr const char* kBusError = "Camera bus received an error: %1";
+constexpr const char* kBusWatchFailed = "The bus watch of camera '";
 
 }  // namespace
+
+// How the bus watch reaches its channel. GLib holds one reference for as long as the watch is
+// installed, and g_source_remove does not wait for a dispatch that is running on the main
+// context's thread: the teardown therefore closes the gate and waits for such a dispatch
+// itself. A dispatch also keeps the channel alive by reference, so a host that lets go of the
+// channel from inside the dispatch (a "Valid" listener calling deinit) frees it only when the
+// dispatch is over.
+struct CameraChannel::BusWatchGate {
+    std::mutex mutex;
+    std::condition_variable idle;
+    CameraChannel* channel = nullptr;  // null once closed
+    int dispatching = 0;
+    std::thread::id dispatch_thread;
+};
 
 void CameraChannel::setupPipeline() {
     if (m_pipeline) return;
@@ -49,10 +67,20 @@ void CameraChannel::setupPipeline() {
     clearError();
 
     gst_support::BusPtr bus(gst_pipeline_get_bus(GST_PIPELINE(m_pipeline.get())));
-    m_bus_watch = gst_bus_add_watch(bus.get(), &CameraChannel::onBusMessage, this);
+    m_bus_gate = std::make_shared<BusWatchGate>();
+    m_bus_gate->channel = this;
+    m_bus_watch = gst_bus_add_watch_full(
+        bus.get(), G_PRIORITY_DEFAULT, &CameraChannel::onGatedBusMessage,
+        new std::shared_ptr<BusWatchGate>(m_bus_gate),
+        [](gpointer gate) { delete static_cast<std::shared_ptr<BusWatchGate>*>(gate); });
 }
 
 gst_support::CapsPtr CameraChannel::buildCaps() const {
+    std::lock_guard<std::mutex> lock(m_config_mutex);
+    return buildCapsLocked();
+}
+
+gst_support::CapsPtr CameraChannel::buildCapsLocked() const {
     gst_support::CapsPtr caps(gst_caps_new_empty());
     const auto selected = m_caps_controller->current();
     if (selected) {
@@ -73,12 +101,21 @@ bool CameraChannel::startPipeline() {
     UNI_LOG(unilogger_zelt_plugin_camera, ULS_INFO) << "Starting camera " << m_name;
     m_pipeline_running.store(false, std::memory_order_relaxed);
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        DeliveryLock lock(*this);
         m_acquisition_active = false;
         m_frame_counter = 0;
     }
 
-    gst_support::CapsPtr caps = buildCaps();
+    // The caps and the count of frame-setting changes are taken together: a change that comes
+    // in while the camera starts (from another host thread) is kept for the next preparation
+    // instead of being cleared with the flag.
+    gst_support::CapsPtr caps;
+    std::uint64_t setting_changes = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_config_mutex);
+        caps = buildCapsLocked();
+        setting_changes = m_setting_changes;
+    }
     gst_app_sink_set_caps(GST_APP_SINK(m_appsink.get()), caps.get());
 
     // No time limit: the start blocks until the camera has settled.
@@ -97,7 +134,10 @@ bool CameraChannel::startPipeline() {
     }
 
     m_pipeline_started.store(true, std::memory_order_relaxed);
-    m_restart_required = false;
+    {
+        std::lock_guard<std::mutex> lock(m_config_mutex);
+        m_restart_required = m_setting_changes != setting_changes;
+    }
     clearError();
     return true;
 }
@@ -139,17 +179,30 @@ void CameraChannel::stopPipeline() {
 
 void CameraChannel::teardownPipeline() {
     if (!m_pipeline) return;
-    stopPipeline();
-    if (m_bus_watch != 0) {
-        g_source_remove(m_bus_watch);
-        m_bus_watch = 0;
+    // From here on no frame reaches a sink, whoever still holds the channel.
+    {
+        DeliveryLock lock(*this);
+        m_acquisition_active = false;
     }
+    stopPipeline();
+    closeBusWatch();
     // A pipeline left waiting for its first frame is still PLAYING; it must reach NULL before
-    // its last reference goes.
+    // its last reference goes. Reaching NULL also waits for the streaming thread to leave the
+    // appsink callbacks.
     gst_element_set_state(m_pipeline.get(), GST_STATE_NULL);
-    m_clock.reset();
-    m_appsink.reset();
-    m_pipeline.reset();
+    gst_support::ClockPtr clock;
+    gst_support::ElementPtr appsink;
+    gst_support::PipelinePtr pipeline;
+    {
+        // The time base reads clock and pipeline under the delivery mutex.
+        DeliveryLock lock(*this);
+        clock = std::move(m_clock);
+        appsink = std::move(m_appsink);
+        pipeline = std::move(m_pipeline);
+    }
+    clock.reset();
+    appsink.reset();
+    pipeline.reset();
     m_width = 0;
     m_height = 0;
     m_framerate = 0.0;
@@ -157,9 +210,25 @@ void CameraChannel::teardownPipeline() {
     m_format.clear();
 }
 
+void CameraChannel::closeBusWatch() {
+    if (m_bus_gate) {
+        std::unique_lock<std::mutex> lock(m_bus_gate->mutex);
+        m_bus_gate->channel = nullptr;
+        // A dispatch on this very thread is the caller's own (a host call from inside a
+        // listener the dispatch called): it holds its reference to the channel and finds the
+        // pipeline gone when it goes on.
+        if (m_bus_gate->dispatch_thread != std::this_thread::get_id())
+            m_bus_gate->idle.wait(lock, [this] { return m_bus_gate->dispatching == 0; });
+    }
+    if (m_bus_watch != 0) {
+        g_source_remove(m_bus_watch);
+        m_bus_watch = 0;
+    }
+}
+
 bool CameraChannel::prepareAcquisition() {
     if (!isUsed()) return true;
-    if (m_restart_required && pipelineStarted()) stopPipeline();
+    if (restartRequired() && pipelineStarted()) stopPipeline();
     if (!pipelineStarted()) return startPipeline();
     return true;
 }
@@ -168,8 +237,42 @@ void CameraChannel::releaseUnusedPipeline() {
     if (!isUsed()) stopPipeline();
 }
 
+gboolean CameraChannel::onGatedBusMessage(GstBus* bus, GstMessage* message, gpointer gate_data) {
+    BusWatchGate& gate = **static_cast<std::shared_ptr<BusWatchGate>*>(gate_data);
+    CameraChannel* channel = nullptr;
+    std::shared_ptr<CameraChannel> keep_alive;
+    {
+        std::lock_guard<std::mutex> lock(gate.mutex);
+        if (gate.channel == nullptr) return TRUE;
+        channel = gate.channel;
+        ++gate.dispatching;
+        gate.dispatch_thread = std::this_thread::get_id();
+        keep_alive = channel->weak_from_this().lock();
+    }
+    const gboolean keep_watch = onBusMessage(bus, message, channel);
+    {
+        std::lock_guard<std::mutex> lock(gate.mutex);
+        if (--gate.dispatching == 0) gate.dispatch_thread = std::thread::id();
+    }
+    gate.idle.notify_all();
+    // When keep_alive is the last reference, the channel is destroyed here, on this thread,
+    // once the dispatch is over.
+    return keep_watch;
+}
+
 gboolean CameraChannel::onBusMessage(GstBus* /*bus*/, GstMessage* message, gpointer channel) {
-    return static_cast<CameraChannel*>(channel)->handleBusMessage(message);
+    auto* camera = static_cast<CameraChannel*>(channel);
+    // Nothing may leave through GLib's frames: a host callback that throws costs that report.
+    try {
+        return camera->handleBusMessage(message);
+    } catch (const std::exception& error) {
+        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
+            << kBusWatchFailed << camera->name() << "' failed: " << error.what();
+    } catch (...) {
+        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
+            << kBusWatchFailed << camera->name() << "' failed";
+    }
+    return TRUE;
 }
 
 gboolean CameraChannel::handleBusMessage(GstMessage* message) {
@@ -182,15 +285,21 @@ gboolean CameraChannel::handleBusMessage(GstMessage* message) {
     error.reset();
     reportError(kBusError, text);
 
-    std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_time_source && pipelineRunning()) {
-        // Stamped with the pipeline's running time, deliberately not converted to host ticks.
-        // A host time source implies a used channel with a sink; the check only keeps a
-        // misbehaving host from crashing here.
-        if (zelt::IfSampleSink* sink = usage().sampleSink())
-            sink->addStreamEvent(zelt::kStreamEventError,
-                                 static_cast<std::uint64_t>(runningTime()));
+    std::shared_ptr<zelt::IfSampleSink> sink;
+    std::uint64_t stamp = 0;
+    {
+        DeliveryLock lock(*this);
+        if (m_time_source && pipelineRunning() && m_sample_sink) {
+            // Stamped with the pipeline's running time, deliberately not converted to host
+            // ticks. A host time source implies a used channel with a sink; the check only
+            // keeps a misbehaving host from crashing here.
+            sink = m_sample_sink;
+            stamp = static_cast<std::uint64_t>(runningTime());
+        }
     }
+    // Called outside the delivery mutex, which the sink may need to call back into the
+    // channel; the reference keeps the sink alive if the host replaces it meanwhile.
+    if (sink) sink->addStreamEvent(zelt::kStreamEventError, stamp);
     return TRUE;
 }
 

@@ -30,14 +30,23 @@ const tsa::Uuid kTopologyServiceId = zelt::kSystemTopologyServiceId;
 
 }  // namespace
 
+void CameraPlugin::ServiceRelease::operator()(CameraSystemTopologyService* service) const {
+    service->detach();
+    service->release();
+}
+
 CameraPlugin::CameraPlugin()
-    : m_topology_service(std::make_unique<CameraSystemTopologyService>(this)),
+    : m_topology_service(new CameraSystemTopologyService(this)),
       m_config(std::make_shared<zelt::plugin_util::SimplePluginConfig>()) {
+    m_topology_service->addRef();
     m_config->registerItem(keys::kPluginGodMode, SingleValueConfigItem<bool>(false), {});
     m_config->registerItem(keys::kFrameCounterChannels, SingleValueConfigItem<bool>(true), {});
 }
 
 CameraPlugin::~CameraPlugin() {
+    // First of all the topology service lets go of the plug-in: the factory and the host may
+    // keep the service (and call it) after this.
+    m_topology_service->detach();
     if (m_service_factory != nullptr) m_service_factory->release();
     m_config.reset();
     m_time_source.reset();
@@ -46,7 +55,30 @@ CameraPlugin::~CameraPlugin() {
     if (m_device_monitor) gst_device_monitor_stop(m_device_monitor.get());
     m_device_monitor.reset();
     m_topology_service.reset();
-    m_channels.clear();
+    // Channels the host still holds outlive the plug-in: their cameras stop here.
+    removeAllChannels();
+}
+
+CameraPlugin::ChannelMap CameraPlugin::channels() const {
+    std::lock_guard<std::mutex> lock(m_channels_mutex);
+    return m_channels;
+}
+
+void CameraPlugin::removeAllChannels() {
+    std::vector<std::shared_ptr<CameraChannel>> removed;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        std::lock_guard<std::mutex> channels_lock(m_channels_mutex);
+        for (auto& [index, channel] : m_channels) removed.push_back(std::move(channel));
+        m_channels.clear();
+    }
+    tearDown(removed);
+}
+
+// Outside the plug-in's locks: a teardown waits for the channel's bus watch, whose host
+// callbacks may look channels up meanwhile.
+void CameraPlugin::tearDown(const std::vector<std::shared_ptr<CameraChannel>>& channels) {
+    for (const auto& channel : channels) channel->teardownPipeline();
 }
 
 std::string CameraPlugin::getPluginName() { return kPluginName; }
@@ -120,18 +152,23 @@ gboolean CameraPlugin::onDeviceMonitorMessage(GstBus* /*bus*/, GstMessage* messa
 
 bool CameraPlugin::stopDeviceMonitoring() { return true; }
 
+// Takes m_mutex although the host's contract does not ask for it: the monitor and the map are
+// otherwise changed under the enumeration's feet. The pipelines are torn down after the lock
+// is released.
 void CameraPlugin::deinit() {
-    if (m_device_monitor_watch != 0) {
-        g_source_remove(m_device_monitor_watch);
-        m_device_monitor_watch = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_device_monitor_watch != 0) {
+            g_source_remove(m_device_monitor_watch);
+            m_device_monitor_watch = 0;
+        }
+        m_device_monitor_bus.reset();
+        if (m_device_monitor) {
+            gst_device_monitor_stop(m_device_monitor.get());
+            m_device_monitor.reset();
+        }
     }
-    m_device_monitor_bus.reset();
-    if (m_device_monitor) {
-        gst_device_monitor_stop(m_device_monitor.get());
-        m_device_monitor.reset();
-    }
-    for (auto& [index, channel] : m_channels) channel->teardownPipeline();
-    m_channels.clear();
+    removeAllChannels();
 }
 
 std::shared_ptr<zelt::IfPluginConfig> CameraPlugin::getConfig() { return m_config; }
@@ -139,11 +176,18 @@ std::shared_ptr<zelt::IfPluginConfig> CameraPlugin::getConfig() { return m_confi
 void CameraPlugin::configChanged() {}
 
 void CameraPlugin::updateChannels() {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    enumerateDevices();
+    std::vector<std::shared_ptr<CameraChannel>> removed;
+    try {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        enumerateDevices(removed);
+    } catch (...) {
+        tearDown(removed);
+        throw;
+    }
+    tearDown(removed);
 }
 
-void CameraPlugin::enumerateDevices() {
+void CameraPlugin::enumerateDevices(std::vector<std::shared_ptr<CameraChannel>>& removed) {
     UNI_LOG(unilogger_zelt_plugin_camera, ULS_DETAIL) << "Enumerating available GStreamer devices";
 
     std::vector<gst_support::DevicePtr> taken;
@@ -187,9 +231,17 @@ void CameraPlugin::enumerateDevices() {
             if (candidate.get() == device) return true;
         return false;
     };
-    for (auto it = m_channels.begin(); it != m_channels.end();) {
-        const auto device = it->second->device();
-        it = is_taken(device.get()) ? std::next(it) : m_channels.erase(it);
+    {
+        std::lock_guard<std::mutex> lock(m_channels_mutex);
+        for (auto it = m_channels.begin(); it != m_channels.end();) {
+            const auto device = it->second->device();
+            if (is_taken(device.get())) {
+                ++it;
+            } else {
+                removed.push_back(it->second);
+                it = m_channels.erase(it);
+            }
+        }
     }
 
     bool frame_counters = false;
@@ -226,7 +278,12 @@ void CameraPlugin::enumerateDevices() {
         }
         if (!channel->isValid()) continue;
         if (frame_counters) channel->createCounterChannel();
-        m_channels.emplace(next_index, std::move(channel));
+        {
+            std::lock_guard<std::mutex> lock(m_channels_mutex);
+            // A camera that comes after the host handed over its time base stamps on it too.
+            if (m_time_source) channel->setTimeSource(m_time_source);
+            m_channels.emplace(next_index, std::move(channel));
+        }
         ++next_index;
     }
 }
@@ -239,8 +296,16 @@ plugin_api::IfServiceFactory* CameraPlugin::getServiceFactory() {
     return m_service_factory;
 }
 
+// Takes m_mutex although the host's contract does not ask for it, so that a channel that the
+// enumeration is creating right now cannot keep the previous manager. Every channel posts to
+// the new manager from now on (the host may free the previous one).
 void CameraPlugin::setExceptionManager(zelt::IfExceptionManager* manager) {
-    m_exception_manager = manager;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    {
+        std::lock_guard<std::mutex> channels_lock(m_channels_mutex);
+        m_exception_manager = manager;
+    }
+    for (auto& [index, channel] : m_channels) channel->setExceptionManager(manager);
 }
 
 bool CameraPlugin::isLicensed() { return true; }
@@ -264,7 +329,7 @@ void CameraPlugin::resetChannelsUsed() {
 
 std::set<std::uint32_t> CameraPlugin::getChannelIds() {
     std::set<std::uint32_t> ids;
-    for (const auto& [index, channel] : m_channels) {
+    for (const auto& [index, channel] : channels()) {
         ids.insert(index);
         const auto sub_ids = channel->subChannelIds();
         ids.insert(sub_ids.begin(), sub_ids.end());
@@ -273,7 +338,7 @@ std::set<std::uint32_t> CameraPlugin::getChannelIds() {
 }
 
 std::uint32_t CameraPlugin::findChannelIndex(const zelt::ChannelIdentification& record) {
-    for (const auto& [index, channel] : m_channels) {
+    for (const auto& [index, channel] : channels()) {
         const std::uint32_t found = channel->identify(record);
         if (found != zelt::kNoChannel) return found;
     }
@@ -291,7 +356,7 @@ bool CameraPlugin::prepareAcquisition() {
 bool CameraPlugin::isAcquisitionRunning() { return m_acquisition_running; }
 
 bool CameraPlugin::checkChannels() {
-    for (const auto& [index, channel] : m_channels) {
+    for (const auto& [index, channel] : channels()) {
         if (channel->isUsed() && !channel->pipelineRunning() && !channel->hasError()) return false;
     }
     return true;
@@ -328,7 +393,7 @@ bool CameraPlugin::cleanupAcquisition() { return true; }
 
 std::shared_ptr<zelt::IfTimeBaseProvider> CameraPlugin::getTimeBaseProvider(std::uint32_t id) {
     if (id == zelt::kNoChannel || m_accept_time_source) return nullptr;
-    for (const auto& [index, channel] : m_channels) {
+    for (const auto& [index, channel] : channels()) {
         if (index == id || (index == (id & 0xFFFFu) && (id & 0xFFFF0000u) != 0))
             return std::shared_ptr<zelt::IfTimeBaseProvider>(channel, channel.get());
     }
@@ -337,14 +402,25 @@ std::shared_ptr<zelt::IfTimeBaseProvider> CameraPlugin::getTimeBaseProvider(std:
 
 void CameraPlugin::setTimeSource(std::shared_ptr<zelt::IfTimeSource> time_source) {
     if (!m_accept_time_source) return;
-    m_time_source = std::move(time_source);
-    for (auto& [index, channel] : m_channels) channel->setTimeSource(m_time_source);
+    ChannelMap current;
+    {
+        // Stored under the map's mutex, so that a channel the enumeration adds meanwhile gets
+        // it as well; handed to the channels outside it (a channel waits for a frame's
+        // hand-over).
+        std::lock_guard<std::mutex> lock(m_channels_mutex);
+        m_time_source = time_source;
+        current = m_channels;
+    }
+    for (auto& [index, channel] : current) channel->setTimeSource(time_source);
 }
 
 bool CameraPlugin::synchronizeTimeSource() { return true; }
 
+// Under the map's mutex rather than m_mutex: a host callback (a sink, a listener, the
+// exception manager) may look its channel up while the plug-in, under m_mutex, waits for the
+// callback's thread.
 std::shared_ptr<channel_config::IfChannelConfig> CameraPlugin::getChannel(std::uint32_t id) {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    std::lock_guard<std::mutex> lock(m_channels_mutex);
     for (const auto& [index, channel] : m_channels) {
         if (index == id) return channel;
         const auto& counter = channel->counterChannel();

@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "gst_support/gst_ptr.h"
 #include "zeltpu/daq_plugin_base.h"
@@ -22,8 +23,16 @@ class CameraChannel;
 class CameraSystemTopologyService;
 
 /// Offers every camera the GStreamer device monitor reports as a channel, and fans the host's
-/// acquisition calls out to the channels. Most host calls are serialised by one mutex; the
-/// channels' streaming threads never call the plug-in.
+/// acquisition calls out to the channels. The host's acquisition and configuration calls are
+/// serialised by m_mutex; the channel map (with the time source and exception manager handed
+/// to new channels) has a mutex of its own, held only briefly and never while a channel or a
+/// host callback runs, so that a host callback may look channels up (getChannel,
+/// getChannelIds) on any thread while the plug-in waits for that thread. The channels'
+/// streaming threads never call the plug-in.
+///
+/// A channel that leaves the plug-in (removed by updateChannels, by deinit or by the plug-in's
+/// destruction) has its pipeline torn down outside the plug-in's locks, so no sample reaches a
+/// sink afterwards, even when the host still holds the channel.
 class CameraPlugin final : public zelt::plugin_util::DAQPluginBase {
 public:
     using ChannelMap = std::map<std::uint32_t, std::shared_ptr<CameraChannel>>;
@@ -75,12 +84,29 @@ public:
     static gboolean onDeviceMonitorMessage(GstBus* bus, GstMessage* message, gpointer plugin);
 
 private:
-    /// Enumerates the monitor's devices and brings m_channels in line; under m_mutex.
-    void enumerateDevices();
+    /// Enumerates the monitor's devices and brings m_channels in line; under m_mutex. Adds
+    /// the channels it removes to `removed`, for the caller to tear down once the lock is
+    /// released (also when the enumeration ends with an exception).
+    void enumerateDevices(std::vector<std::shared_ptr<CameraChannel>>& removed);
+    /// A copy of the channel map, taken under m_channels_mutex.
+    ChannelMap channels() const;
+    /// Empties the channel map (under both mutexes) and tears down what it held.
+    void removeAllChannels();
+    static void tearDown(const std::vector<std::shared_ptr<CameraChannel>>& channels);
+
+    struct ServiceRelease {
+        void operator()(CameraSystemTopologyService* service) const;
+    };
 
     std::mutex m_mutex;
+    // Guards m_channels, m_time_source and m_exception_manager. Writers of m_channels hold
+    // m_mutex as well, so the locked operations read the map under m_mutex alone.
+    mutable std::mutex m_channels_mutex;
     ChannelMap m_channels;
-    std::unique_ptr<CameraSystemTopologyService> m_topology_service;
+    // Reference counted: the service factory and the host may hold the service longer than
+    // the plug-in lives. The plug-in holds one reference and detaches the service from itself
+    // when it is destroyed.
+    std::unique_ptr<CameraSystemTopologyService, ServiceRelease> m_topology_service;
     gst_support::DeviceMonitorPtr m_device_monitor;
     gst_support::BusPtr m_device_monitor_bus;
     guint m_device_monitor_watch = 0;

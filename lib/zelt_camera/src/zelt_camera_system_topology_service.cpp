@@ -3,7 +3,6 @@
 #include <boost/variant/get.hpp>
 #include <exception>
 
-#include "uni/assertion_report.h"
 #include "zelt_camera_ids.h"
 #include "zelt_camera_plugin.h"
 #include "zeltpu/keys.h"
@@ -13,12 +12,24 @@ namespace zelt_camera {
 namespace {
 
 namespace keys = zelt::plugin_util::keys;
-constexpr const char* kSource = "lib/zelt_camera/src/zelt_camera_system_topology_service";
 
 }  // namespace
 
 CameraSystemTopologyService::CameraSystemTopologyService(CameraPlugin* plugin)
-    : SystemTopologyServiceBase(plugin) {}
+    : SystemTopologyServiceBase(plugin), m_camera_plugin(plugin) {}
+
+std::uint32_t CameraSystemTopologyService::addRef() { return m_ref_count.fetch_add(1) + 1; }
+
+std::uint32_t CameraSystemTopologyService::release() {
+    const std::uint32_t previous = m_ref_count.fetch_sub(1);
+    if (previous == 1) delete this;
+    return previous;
+}
+
+void CameraSystemTopologyService::detach() {
+    std::lock_guard<std::mutex> lock(m_plugin_mutex);
+    m_camera_plugin = nullptr;
+}
 
 pugi::xml_node CameraSystemTopologyService::writeMeasurementNode(pugi::xml_node parent,
                                                                  const std::string& name,
@@ -48,8 +59,11 @@ pugi::xml_node CameraSystemTopologyService::writeSlot(pugi::xml_node parent, std
 }
 
 void CameraSystemTopologyService::fillMeasurementTree(pugi::xml_node root) {
-    auto* camera_plugin = dynamic_cast<CameraPlugin*>(plugin());
-    if (!uni::check(camera_plugin != nullptr, "plugin", kSource, 23)) return;
+    // Held while the plug-in is read, so that the plug-in's destruction (which detaches the
+    // service first) waits for this description.
+    std::lock_guard<std::mutex> lock(m_plugin_mutex);
+    CameraPlugin* camera_plugin = m_camera_plugin;
+    if (camera_plugin == nullptr) return;
     try {
         const std::set<std::uint32_t> ids = camera_plugin->getChannelIds();
         if (ids.empty()) return;
