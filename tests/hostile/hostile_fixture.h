@@ -39,7 +39,7 @@ using namespace std::chrono_literals;
 using zelt::vcam::CameraDescription;
 
 /// Generous deadline for anything a test waits for.
-inline constexpr auto kDeadline = 20s;
+inline constexpr auto kDeadline = 60s;
 
 /// When a plug-in call or callback did not come back in time, the plug-in is stuck (a
 /// deadlock): the process cannot be taken down cleanly any more, so the test ends it here

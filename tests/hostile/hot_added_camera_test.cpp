@@ -30,8 +30,8 @@ TEST_F(HotAddedCameraTest, HotAddedCameraStampsItsFramesOnTheHostsTimeBase) {
     startAcquisition({0, 1}, /*hand_time_source=*/false);
     ASSERT_TRUE(first_sink->waitForSamples(5, kDeadline));
     ASSERT_TRUE(added_sink->waitForSamples(5, kDeadline));
-    const std::uint64_t now = host_time->getCurrentTicks();
     stopAcquisition();
+    const std::uint64_t now = host_time->getCurrentTicks();
     // Both cameras stamp in milliseconds since the host's time base started: at most a few
     // seconds back from now, never the pipeline's nanoseconds.
     for (const auto& sink : {first_sink, added_sink}) {

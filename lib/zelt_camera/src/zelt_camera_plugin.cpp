@@ -278,11 +278,20 @@ void CameraPlugin::enumerateDevices(std::vector<std::shared_ptr<CameraChannel>>&
         }
         if (!channel->isValid()) continue;
         if (frame_counters) channel->createCounterChannel();
-        {
+        // A camera that comes after the host handed over its time base stamps on it too. The
+        // channel gets it outside the map's mutex (the channel's delivery mutex is never taken
+        // under it); a time base the host hands over meanwhile is handed on once more.
+        for (;;) {
+            std::shared_ptr<zelt::IfTimeSource> time_source;
+            {
+                std::lock_guard<std::mutex> lock(m_channels_mutex);
+                time_source = m_time_source;
+            }
+            channel->setTimeSource(time_source);
             std::lock_guard<std::mutex> lock(m_channels_mutex);
-            // A camera that comes after the host handed over its time base stamps on it too.
-            if (m_time_source) channel->setTimeSource(m_time_source);
+            if (m_time_source != time_source) continue;
             m_channels.emplace(next_index, std::move(channel));
+            break;
         }
         ++next_index;
     }
