@@ -31,6 +31,10 @@ struct CameraChannel::BusWatchGate {
     std::mutex mutex;
     std::condition_variable idle;
     CameraChannel* channel = nullptr;  // null once closed
+    // The channel's owner, set by the first start on the host's thread (once the channel's
+    // shared owner exists; before a start the pipeline posts no error); empty when the
+    // channel is not shared-owned.
+    std::weak_ptr<CameraChannel> owner;
     int dispatching = 0;
     std::thread::id dispatch_thread;
 };
@@ -98,6 +102,10 @@ bool CameraChannel::startPipeline() {
     if (!m_pipeline) return false;
     if (pipelineRunning()) return true;
 
+    if (m_bus_gate) {
+        std::lock_guard<std::mutex> lock(m_bus_gate->mutex);
+        if (m_bus_gate->owner.expired()) m_bus_gate->owner = weak_from_this();
+    }
     UNI_LOG(unilogger_zelt_plugin_camera, ULS_INFO) << "Starting camera " << m_name;
     m_pipeline_running.store(false, std::memory_order_relaxed);
     {
@@ -247,7 +255,7 @@ gboolean CameraChannel::onGatedBusMessage(GstBus* bus, GstMessage* message, gpoi
         channel = gate.channel;
         ++gate.dispatching;
         gate.dispatch_thread = std::this_thread::get_id();
-        keep_alive = channel->weak_from_this().lock();
+        keep_alive = gate.owner.lock();
     }
     const gboolean keep_watch = onBusMessage(bus, message, channel);
     {
