@@ -23,6 +23,7 @@ using config_items::StringConfigItem;
 
 constexpr const char* kSource = "lib/zelt_camera/src/zelt_camera_channel";
 constexpr std::size_t kHeaderSize = sizeof(image::ImageDataHeader);
+constexpr const char* kPrerollFailed = "CameraChannel::onNewPreroll cannot start processing: ";
 
 void write_le32(std::uint8_t* out, std::uint32_t value) {
     out[0] = static_cast<std::uint8_t>(value);
@@ -40,11 +41,9 @@ GstFlowReturn CameraChannel::onNewPreroll(GstAppSink* sink, gpointer channel) {
     try {
         return camera->handlePreroll(sink);
     } catch (const std::exception& error) {
-        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
-            << "CameraChannel::onNewPreroll cannot start processing: " << error.what();
+        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR) << kPrerollFailed << error.what();
     } catch (...) {
-        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
-            << "CameraChannel::onNewPreroll cannot start processing: unknown exception";
+        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR) << kPrerollFailed << "unknown exception";
     }
     return GST_FLOW_ERROR;
 }
@@ -94,8 +93,7 @@ GstFlowReturn CameraChannel::handlePreroll(GstAppSink* sink) {
         fourcc = fourcc_from_string(m_format);
         format_info = &pixel_format_info(fourcc);
     } catch (const std::exception& error) {
-        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
-            << "CameraChannel::onNewPreroll cannot start processing: " << error.what();
+        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR) << kPrerollFailed << error.what();
         return GST_FLOW_ERROR;
     }
 
