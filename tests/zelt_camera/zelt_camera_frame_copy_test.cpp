@@ -5,8 +5,10 @@
 #include <gst/gst.h>
 #include <gst/video/video.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -84,7 +86,25 @@ std::vector<std::uint8_t> copy(const FrameRows& frame, std::size_t capacity,
 
 class FrameCopyTest : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { gst_init(nullptr, nullptr); }
+    // Buffers and video infos need GStreamer's core only: no plug-in is scanned or loaded
+    // (a private, empty registry), so the suite stays fast, also under the sanitizers.
+    static void SetUpTestSuite() {
+        if (gst_is_initialized()) return;
+        registry() = std::string(g_get_tmp_dir()) + "/zelt-frame-copy-test-" +
+                     std::to_string(::getpid()) + ".bin";
+        g_setenv("GST_REGISTRY_1_0", registry().c_str(), TRUE);
+        g_setenv("GST_PLUGIN_PATH_1_0", "", TRUE);
+        g_setenv("GST_PLUGIN_SYSTEM_PATH_1_0", "", TRUE);
+        gst_registry_fork_set_enabled(FALSE);
+        gst_init(nullptr, nullptr);
+    }
+    static void TearDownTestSuite() {
+        if (!registry().empty()) std::remove(registry().c_str());
+    }
+    static std::string& registry() {
+        static std::string path;
+        return path;
+    }
 };
 
 TEST_F(FrameCopyTest, LayoutOfI420SixtySixByFortyEightHasPaddedRows) {
