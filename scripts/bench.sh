@@ -5,8 +5,11 @@
 # Usage: scripts/bench.sh [--quick] [--docs]
 #   --quick  fewer repetitions and frames, 10 s of the scale benchmark (a smoke run, ~1 min)
 #   --docs   also copy the stamp plot to docs/performance-stamps.png
-# Output in build/release/bench/: <program>.log for each program, results.txt (every RESULT
-# line, in program order), frame_path.csv, stamps.csv and stamps.png.
+# Output in build/release/bench/: <program>.log for each program (bench_frame_path_hd_vga.log,
+# bench_frame_path_sizes.log, bench_scale_16x1080p.log and bench_scale_4x2160p.log for the
+# programs run twice), results.txt (every RESULT line, in program order), frame_path.csv,
+# size_frame_path.csv, callgrind.<variant>.<mode>.out* (the instruction counts), stamps.csv
+# and stamps.png.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

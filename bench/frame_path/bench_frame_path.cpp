@@ -303,14 +303,14 @@ int run(int argc, char** argv) {
     };
     result("cpu_ratio_floor", worst(&ModeFigures::ratio_floor));
     result("cpu_ratio_floor_paired", worst(&ModeFigures::paired_floor));
-    if (peerAvailable()) {
+    if (peerAvailable() && flags.count("peer", 1) != 0) {
         result("cpu_ratio_peer", worst(&ModeFigures::ratio_peer));
         result("cpu_ratio_peer_paired", worst(&ModeFigures::paired_peer));
         const double bgr = worst(&ModeFigures::ratio_peer_bgr);
         if (!std::isnan(bgr)) result("cpu_ratio_peer_bgr", bgr);
         const double bgr_paired = worst(&ModeFigures::paired_peer_bgr);
         if (!std::isnan(bgr_paired)) result("cpu_ratio_peer_bgr_paired", bgr_paired);
-    } else {
+    } else if (!peerAvailable()) {
         printResult(g_result_prefix + "cpu_ratio_peer", "unavailable");
     }
     const double instructions = worst(&ModeFigures::instruction_ratio);
