@@ -6,12 +6,14 @@
 //                    [--bgr=1] [--peer=1] [--out-dir=DIR] [--modes=hd,vga]
 //                    [--only=floor|plugin|peer] [--instructions=1] [--instr-frames-hd=200]
 //                    [--instr-frames-vga=2000] [--memcpy=0] [--result-prefix=]
+//                    [--floor-offset=0]
 //
 // Modes: hd (1920x1080 YUY2), vga (640x480 I420), and for a table against frame size 480p,
 // 720p, 1080p, 2160p (YUY2); --frames-<mode> and --instr-frames-<mode> for each. --memcpy=1
 // also times a bare memcpy of the same size (page-backed source and destination, the source
 // rotating over four buffers as a camera's buffer pool does). --result-prefix goes in front of
-// every RESULT name (for a second run in the same results file).
+// every RESULT name (for a second run in the same results file). --floor-offset puts the
+// floor's copy that many bytes after a page start (64: where the plug-in's pixels are).
 //
 // --only runs one variant (for a profiler: perf record -g -- bench_frame_path --only=plugin);
 // the ratios are then not printed.
@@ -128,6 +130,7 @@ ModeFigures measureMode(const VideoMode& mode, const std::string& mode_flag, con
     plan.frames = frames;
     plan.warmup_frames = flags.count("warmup", 200);
     plan.folder = folder;
+    plan.floor_offset = flags.count("floor-offset", 0);
     RunPlan bgr_plan = plan;
     bgr_plan.frames = std::max<std::uint64_t>(frames / 10, 50);
     bgr_plan.warmup_frames = std::max<std::uint64_t>(plan.warmup_frames / 10, 10);
@@ -270,7 +273,8 @@ VideoMode namedMode(const std::string& name) {
 }
 
 int run(int argc, char** argv) {
-    std::string known = "reps warmup bgr peer out-dir modes only instructions memcpy result-prefix";
+    std::string known =
+        "reps warmup bgr peer out-dir modes only instructions memcpy result-prefix floor-offset";
     for (const char* mode : kModeNames) {
         known += std::string(" frames-") + mode + " instr-frames-" + mode;
     }

@@ -16,6 +16,7 @@ struct RunPlan {
     std::uint64_t warmup_frames = 200;  // consumed before the window opens
     std::uint64_t frames = 2000;        // in the window
     std::string folder;                 // for the camera description file
+    std::size_t floor_offset = 0;       // where the floor's copy lands after a page start
 };
 
 /// One run's figures.
