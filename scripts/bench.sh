@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Every benchmark on this machine: installs what they need beyond the test suite (OpenCV for
-# the frame-path peer, gnuplot for the plot), builds the release preset's benchmark targets,
+# the frame-path peer, gnuplot for the plot, valgrind for the instruction counts), builds the release preset's benchmark targets,
 # runs them one after another and collects their RESULT lines.
 # Usage: scripts/bench.sh [--quick] [--docs]
 #   --quick  fewer repetitions and frames, 10 s of the scale benchmark (a smoke run, ~1 min)
 #   --docs   also copy the stamp plot to docs/performance-stamps.png
-# Output in build/release/bench/: <program>.log for each program, results.txt (every RESULT
-# line, in program order), frame_path.csv, stamps.csv and stamps.png.
+# Output in build/release/bench/: <program>.log for each program (bench_frame_path_hd_vga.log,
+# bench_frame_path_sizes.log, bench_scale_16x1080p.log and bench_scale_4x2160p.log for the
+# programs run twice), results.txt (every RESULT line, in program order), frame_path.csv,
+# size_frame_path.csv, callgrind.<variant>.<mode>.out* (the instruction counts), stamps.csv
+# and stamps.png.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -20,7 +23,7 @@ for argument in "$@"; do
   esac
 done
 
-scripts/install-deps.sh libopencv-dev gnuplot-nox
+scripts/install-deps.sh libopencv-dev gnuplot-nox valgrind
 
 programs=(bench_frame_path bench_stamps bench_scale bench_start bench_micro)
 cmake --preset release >/dev/null
@@ -30,12 +33,14 @@ out=build/release/bench
 results="$out/results.txt"
 if [ "$quick" -eq 1 ]; then
   frame_path_args=(--reps=3 --frames-hd=500 --frames-vga=1000)
+  sizes_args=(--reps=3 --instructions=0)
   stamps_args=(--frames=150)
   scale_args=(--seconds=10)
   start_args=(--starts=5)
   micro_args=(--benchmark_min_time=0.05 --benchmark_color=false)
 else
   frame_path_args=()
+  sizes_args=(--reps=5)
   stamps_args=()
   scale_args=()
   start_args=()
@@ -54,8 +59,16 @@ run() {
 # OpenCV's GStreamer backend warns once per capture that a live source has no position.
 export OPENCV_LOG_LEVEL="${OPENCV_LOG_LEVEL:-ERROR}"
 run bench_frame_path "${frame_path_args[@]}"
+cp "$out/bench_frame_path.log" "$out/bench_frame_path_hd_vga.log"
+# CPU per frame against frame size, beside a bare memcpy of the same size (no peer).
+run bench_frame_path --modes=480p,720p,1080p,2160p --peer=0 --memcpy=1 --result-prefix=size_ \
+  "${sizes_args[@]}"
+cp "$out/bench_frame_path.log" "$out/bench_frame_path_sizes.log"
 run bench_stamps "${stamps_args[@]}"
-run bench_scale "${scale_args[@]}"
+run bench_scale --cameras=16 --width=1920 --height=1080 "${scale_args[@]}"
+cp "$out/bench_scale.log" "$out/bench_scale_16x1080p.log"
+run bench_scale --cameras=4 --width=3840 --height=2160 "${scale_args[@]}"
+cp "$out/bench_scale.log" "$out/bench_scale_4x2160p.log"
 run bench_start "${start_args[@]}"
 run bench_micro "${micro_args[@]}"
 

@@ -9,6 +9,17 @@
 #include <cstdint>
 #include <mutex>
 
+// Under callgrind the window also marks what its instruction counts cover (client requests:
+// a handful of no-op instructions when the program runs natively).
+#if __has_include(<valgrind/callgrind.h>)
+#include <valgrind/callgrind.h>
+#define ZELT_BENCH_WINDOW_OPENS() CALLGRIND_ZERO_STATS
+#define ZELT_BENCH_WINDOW_CLOSES() CALLGRIND_DUMP_STATS_AT("frame-window")
+#else
+#define ZELT_BENCH_WINDOW_OPENS() ((void)0)
+#define ZELT_BENCH_WINDOW_CLOSES() ((void)0)
+#endif
+
 namespace zelt_bench {
 
 /// CPU time of the whole process (every thread) in seconds.
@@ -26,7 +37,9 @@ inline double monotonicSeconds() noexcept {
 }
 
 /// Process CPU time and wall time over `frames` consecutive frames of one consumer, after
-/// `skip` frames of warm-up. The consumer calls onFrame() once per frame on its own thread
+/// `skip` frames of warm-up. Under callgrind, the counts are zeroed when the window opens and
+/// dumped as "frame-window" when it closes: instructions of every thread over the window.
+/// The consumer calls onFrame() once per frame on its own thread
 /// (an increment and a compare; the clocks are read twice per window only); the measuring
 /// thread waits for the end without polling.
 class FrameWindow {
@@ -40,11 +53,13 @@ public:
     void onFrame() noexcept {
         const std::uint64_t seen = ++m_seen;
         if (seen == m_open_at) {
+            ZELT_BENCH_WINDOW_OPENS();
             m_cpu_open = processCpuSeconds();
             m_wall_open = monotonicSeconds();
         } else if (seen == m_close_at) {
             m_cpu_close = processCpuSeconds();
             m_wall_close = monotonicSeconds();
+            ZELT_BENCH_WINDOW_CLOSES();
             std::lock_guard<std::mutex> lock(m_mutex);
             m_closed = true;
             m_done.notify_all();

@@ -33,7 +33,8 @@ private:
 /// std::runtime_error when the plug-in is missing.
 void initSealedGStreamer();
 
-/// The camera plug-in module of this build tree (libzelt_camera.so).
+/// The camera plug-in module of this build tree (libzelt_camera.so), or the one the
+/// environment variable ZELT_BENCH_CAMERA_MODULE names (to measure another build of it).
 std::string cameraModulePath();
 
 /// Runs a benchmark program's `body`; an exception becomes "<program>: <what>" on stderr and

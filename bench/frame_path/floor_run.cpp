@@ -47,9 +47,11 @@ std::string sourceLaunchText(const VideoMode& mode) {
 }
 
 RunFigures runFloor(const RunPlan& plan) {
-    // Page-aligned and touched once, as the plug-in's page-backed buffer is.
+    // Page-aligned and touched once, as the plug-in's page-backed buffer is; the copy lands
+    // plan.floor_offset bytes after the page start (0: on the page).
     const std::size_t capacity = plan.mode.frameBytes();
-    const std::size_t rounded = (capacity + kPageSize - 1) / kPageSize * kPageSize;
+    const std::size_t rounded =
+        (plan.floor_offset + capacity + kPageSize - 1) / kPageSize * kPageSize;
     const std::unique_ptr<void, FreeDeleter> memory(std::aligned_alloc(kPageSize, rounded));
     if (!memory) throw std::runtime_error("cannot allocate the floor's frame buffer");
     std::memset(memory.get(), 0, rounded);
@@ -71,7 +73,8 @@ RunFigures runFloor(const RunPlan& plan) {
     gst_app_sink_set_caps(GST_APP_SINK(sink.get()), caps.get());
 
     FrameWindow window(plan.warmup_frames, plan.frames);
-    FloorConsumer consumer{&window, static_cast<std::uint8_t*>(memory.get()), capacity};
+    FloorConsumer consumer{&window, static_cast<std::uint8_t*>(memory.get()) + plan.floor_offset,
+                           capacity};
     GstAppSinkCallbacks callbacks{};
     callbacks.new_sample = &onFloorSample;
     gst_app_sink_set_callbacks(GST_APP_SINK(sink.get()), &callbacks, &consumer, nullptr);

@@ -16,6 +16,7 @@ struct RunPlan {
     std::uint64_t warmup_frames = 200;  // consumed before the window opens
     std::uint64_t frames = 2000;        // in the window
     std::string folder;                 // for the camera description file
+    std::size_t floor_offset = 0;       // where the floor's copy lands after a page start
 };
 
 /// One run's figures.
@@ -38,6 +39,10 @@ RunFigures runFloor(const RunPlan& plan);
 /// image header only. Throws std::runtime_error on a wrong sample or a timeout.
 RunFigures runPlugin(const RunPlan& plan);
 
+/// Memcpy: the frame's bytes copied from page-backed sources (four in turn) into a
+/// page-backed image buffer behind its header, nothing else; the cost of the copy alone.
+RunFigures runMemcpy(const RunPlan& plan);
+
 /// Whether the peer was built (OpenCV found at configure time).
 bool peerAvailable();
 /// OpenCV's version and its GStreamer line of cv::getBuildInformation() ("unavailable"
@@ -48,5 +53,16 @@ std::string peerDescription();
 /// OpenCV's usual pixel layout writes it. Throws std::runtime_error when the capture does not
 /// open or a frame has the wrong size; std::logic_error when the peer was not built.
 RunFigures runPeer(const RunPlan& plan, bool bgr);
+
+/// Whether valgrind can be run.
+bool callgrindAvailable();
+/// Instructions per frame of one variant ("floor" or "plugin"): bench_frame_path_counted (this
+/// program without the peer) run under callgrind with --only=<variant> --modes=<mode_flag> ("hd" or
+/// "vga"), `frames` in the window after `warmup`, counted over the frame window only (every
+/// thread). Its dumps and log go to `folder` (callgrind.<variant>.<mode key>.out*). Throws
+/// std::runtime_error when the run fails.
+double instructionsPerFrame(const std::string& variant, const VideoMode& mode,
+                            const std::string& mode_flag, std::uint64_t frames,
+                            std::uint64_t warmup, const std::string& folder);
 
 }  // namespace zelt_bench

@@ -91,6 +91,27 @@ TEST(PageBuffer, ReleaseEmptiesAndIsHarmlessTwice) {
     EXPECT_TRUE(buffer.empty());
 }
 
+TEST(PageBuffer, PixelsBehindTheHeaderStartOnACacheLine) {
+    PageBuffer buffer;
+    EXPECT_EQ(buffer.lead(), 52u);
+    buffer.resize(614'412);
+    ASSERT_FALSE(buffer.empty());
+    const auto address = reinterpret_cast<std::uintptr_t>(buffer.data());
+    EXPECT_EQ((address + sizeof(image::ImageDataHeader)) % 64, 0u);
+    // The header is 52 bytes into a region that starts on a page.
+    EXPECT_EQ((address - 52) % 4096, 0u);
+    buffer.resize(614'412);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer.data()), address);
+}
+
+TEST(PageBuffer, WithoutLeadTheBytesStartOnAPage) {
+    PageBuffer buffer(0);
+    buffer.resize(4096);
+    ASSERT_FALSE(buffer.empty());
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer.data()) % 4096, 0u);
+    std::memset(buffer.data(), 1, buffer.size());
+}
+
 TEST(PageBuffer, ResizeToZeroIsEmpty) {
     PageBuffer buffer;
     buffer.resize(0);

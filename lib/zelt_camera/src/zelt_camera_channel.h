@@ -22,6 +22,7 @@
 #include "zelt/time_base.h"
 #include "zelt_camera_caps.h"
 #include "zelt_camera_caps_controller.h"
+#include "zelt_camera_frame_copy.h"
 #include "zelt_camera_image_buffer.h"
 #include "zeltpu/event_counter_channel.h"
 #include "zeltpu/simple_channel_config.h"
@@ -248,6 +249,7 @@ private:
     std::shared_ptr<zelt::plugin_util::EventCounterChannel> m_counter_channel;
     std::uint64_t m_frame_counter = 0;
     PageBuffer m_image_buffer;
+    FrameLayout m_frame_layout;  // rows of the negotiated frames, learnt at preroll
 };
 
 }  // namespace zelt_camera

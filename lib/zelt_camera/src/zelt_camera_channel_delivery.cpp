@@ -10,6 +10,7 @@
 #include "uni/assertion_report.h"
 #include "zelt/sample_sink.h"
 #include "zelt_camera_channel.h"
+#include "zelt_camera_frame_copy.h"
 #include "zelt_camera_timestamp.h"
 #include "zeltpu/keys.h"
 #include "zeltpu/log.h"
@@ -114,6 +115,7 @@ GstFlowReturn CameraChannel::handlePreroll(GstAppSink* sink) {
         write_le32(m_image_buffer.data() + 8, m_height);
     }
 
+    m_frame_layout = FrameLayout(info);
     m_pipeline_running.store(true, std::memory_order_release);
     return GST_FLOW_OK;
 }
@@ -156,7 +158,9 @@ GstFlowReturn CameraChannel::handleSample(GstAppSink* sink) {
         return GST_FLOW_OK;
 
     const std::uint64_t timestamp = to_unsigned_ticks(stamp);
-    const std::size_t frame_size = gst_buffer_get_size(buffer);
+    // The frame's pixel bytes once its rows are packed (padded strides taken out).
+    const FrameRows frame(buffer, m_frame_layout);
+    const std::size_t frame_size = frame.size();
     if (m_image_buffer.size() != frame_size + kHeaderSize) {
         uni::reportAssertion(
             "m_image_buffer.size() == buffer_size + sizeof(image::ImageDataHeader)", kSource,
@@ -168,12 +172,11 @@ GstFlowReturn CameraChannel::handleSample(GstAppSink* sink) {
     // The frame keeps its own reference to the sink: the sink may replace itself from inside
     // addSample.
     if (const std::shared_ptr<zelt::IfSampleSink> sample_sink = m_sample_sink) {
-        // The one copy of the frame: straight behind the header. Never past the buffer: a
-        // frame larger than the negotiated size (padded strides) is cut to the image size.
+        // The one copy of the frame: straight behind the header, rows packed. Never past the
+        // buffer: a frame larger than the image size (odd sizes of subsampled chroma) is cut.
         const std::size_t room =
             m_image_buffer.size() > kHeaderSize ? m_image_buffer.size() - kHeaderSize : 0;
-        gst_buffer_extract(buffer, 0, m_image_buffer.data() + kHeaderSize,
-                           frame_size < room ? frame_size : room);
+        frame.copyTo(m_image_buffer.data() + kHeaderSize, room);
         // A sink that throws loses this frame and nothing else: the frame is still counted.
         try {
             sample_sink->addSample(timestamp, 0, m_image_buffer.data(),

@@ -6,16 +6,21 @@ namespace zelt_camera {
 
 void PageBuffer::resize(std::size_t size) noexcept {
     if (m_data != nullptr && size == m_size) {
-        if (platform::decommit(m_data, m_size) && platform::commit(m_data, m_size)) return;
+        if (platform::decommit(region(), m_lead + m_size) &&
+            platform::commit(region(), m_lead + m_size))
+            return;
     }
     release();
-    m_data = static_cast<std::uint8_t*>(platform::reserve_and_commit(size));
-    m_size = m_data != nullptr ? size : 0;
+    if (size == 0) return;
+    auto* memory = static_cast<std::uint8_t*>(platform::reserve_and_commit(m_lead + size));
+    if (memory == nullptr) return;
+    m_data = memory + m_lead;
+    m_size = size;
 }
 
 void PageBuffer::release() noexcept {
     if (m_data == nullptr) return;
-    platform::release(m_data, m_size);
+    platform::release(region(), m_lead + m_size);
     m_data = nullptr;
     m_size = 0;
 }

@@ -1,0 +1,40 @@
+// Frames whose rows GStreamer pads to 4 bytes, through the plug-in as a host loads it: every
+// row of every delivered image arrives packed, the header tells the geometry.
+#include "e2e_fixture.h"
+#include "packed_image_check.h"
+
+namespace zelt_e2e {
+namespace {
+
+using zelt_test::PaddedMode;
+
+class PaddedFrameE2eTest : public CameraE2eTest {
+protected:
+    void expectPackedRows(const PaddedMode& mode) {
+        open({small_camera("Padded", "/dev/zelt-padded", mode.format, mode.width, mode.height)});
+        zelt::host::RecordingOptions options;
+        options.keep_bytes = true;
+        auto sink = std::make_shared<zelt::host::RecordingSampleSink>(options);
+        m_host->setSampleSink(0, sink);
+        {
+            zelt::host::Acquisition acquisition(*m_host, {0});
+            ASSERT_TRUE(sink->waitForSamples(5, 10s));
+        }
+        for (const auto& sample : sink->samples()) zelt_test::expect_packed_sample(sample, mode);
+    }
+};
+
+TEST_F(PaddedFrameE2eTest, I420SixtySixByFortyEightArrivesWithEveryRowPacked) {
+    expectPackedRows({"I420", GST_VIDEO_FORMAT_I420, 66, 48, 0x30323449, 4752});
+}
+
+TEST_F(PaddedFrameE2eTest, RgbSixtyThreeByFortyEightArrivesWithEveryRowPacked) {
+    expectPackedRows({"RGB", GST_VIDEO_FORMAT_RGB, 63, 48, 0x00424752, 9072});
+}
+
+TEST_F(PaddedFrameE2eTest, Nv12OfOddHeightArrivesPackedAndCutToTheImageSize) {
+    expectPackedRows({"NV12", GST_VIDEO_FORMAT_NV12, 64, 49, 0x3231564E, 4704});
+}
+
+}  // namespace
+}  // namespace zelt_e2e
