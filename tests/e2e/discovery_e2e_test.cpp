@@ -57,6 +57,56 @@ TEST_F(DiscoveryTest, CameraWithAModeWithoutWidthIsLeftOutAndTheOthersAreOffered
     EXPECT_EQ(text(0, "DefaultName"), "Fine");
 }
 
+// A desktop's camera stack: the v4l2-like provider reports the cameras with a device path; a
+// PipeWire-like provider hides it and reports the same cameras again without any path.
+CameraDescription desktop_camera(const std::string& name, const std::string& device_path) {
+    CameraDescription camera = small_camera(name, "");
+    camera.path.reset();
+    camera.device_path = device_path;
+    camera.device_type = "GstV4l2Device";
+    return camera;
+}
+
+CameraDescription hiding_duplicate(const std::string& name, const std::string& id) {
+    CameraDescription camera = small_camera(name, "");
+    camera.id = id;
+    camera.path.reset();
+    camera.device_type = "GstPipeWireDevice";
+    camera.properties_json = R"({"device.api": "v4l2", "object.path": "v4l2:/dev/video0"})";
+    camera.hiding_provider = true;
+    return camera;
+}
+
+TEST_F(DiscoveryTest, CamerasOfAHiddenProviderAreOfferedAndThePathlessDuplicatesAreNot) {
+    open({hiding_duplicate("Desk camera", "dup desk"), desktop_camera("Desk camera", "/dev/video0"),
+          hiding_duplicate("Side camera", "dup side"),
+          desktop_camera("Side camera", "/dev/video2")});
+    ASSERT_EQ(m_host->channelIds(), (std::vector<std::uint32_t>{0, 1, 0x10000, 0x10001}));
+    EXPECT_EQ(text(0, "ID:CAMERA/ChannelIndex"), "/dev/video0");
+    EXPECT_EQ(text(1, "ID:CAMERA/ChannelIndex"), "/dev/video2");
+    const auto desk = m_host->channel(0);
+    const auto side = m_host->channel(1);
+
+    // Enumerating again, and losing a duplicate, changes nothing.
+    m_host->plugin().updateChannels();
+    zelt::vcam::ProviderControl hiding(ZELT_VCAM_HIDING_PROVIDER_NAME);
+    ASSERT_TRUE(hiding.removeCamera("dup side")) << hiding.lastError();
+    m_host->plugin().updateChannels();
+    ASSERT_EQ(m_host->channelIds(), (std::vector<std::uint32_t>{0, 1, 0x10000, 0x10001}));
+    EXPECT_EQ(m_host->channel(0), desk);
+    EXPECT_EQ(m_host->channel(1), side);
+
+    // The desk camera goes; a new one behind the hidden provider gets the next index.
+    zelt::vcam::ProviderControl main;
+    ASSERT_TRUE(main.removeCamera("Desk camera")) << main.lastError();
+    ASSERT_TRUE(hiding.addCamera(hiding_duplicate("Door camera", "dup door")));
+    ASSERT_TRUE(main.addCamera(desktop_camera("Door camera", "/dev/video4")));
+    m_host->plugin().updateChannels();
+    ASSERT_EQ(m_host->channelIds(), (std::vector<std::uint32_t>{1, 2, 0x10001, 0x10002}));
+    EXPECT_EQ(m_host->channel(1), side);
+    EXPECT_EQ(text(2, "ID:CAMERA/ChannelIndex"), "/dev/video4");
+}
+
 TEST_F(DiscoveryTest, ShortIdAndDefaultNameAreTheDisplayName) {
     open({small_camera("Bench camera 3", "/dev/zelt-3")});
     EXPECT_EQ(text(0, "ShortId"), "Bench camera 3");

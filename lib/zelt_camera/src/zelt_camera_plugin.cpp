@@ -25,6 +25,11 @@ constexpr const char* kSource = "lib/zelt_camera/src/zelt_camera_plugin";
 // same camera.
 constexpr const char* kMediaFoundationDeviceType = "GstMFDevice";
 
+// Why a device the monitor reports is not offered (detail log, once per device).
+constexpr const char* kLeftOutNoPath = "it has neither \"path\" nor \"device-path\"";
+constexpr const char* kLeftOutNoPipeline = "its capture pipeline could not be built";
+constexpr const char* kLeftOutDuplicate = "another provider reports the same camera";
+
 // The topology service's identifier, built from its bytes when the library is loaded.
 const tsa::Uuid kTopologyServiceId = zelt::kSystemTopologyServiceId;
 
@@ -80,6 +85,10 @@ bool CameraPlugin::startDeviceMonitoring() {
         UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR) << "Could not create a device monitor";
         return true;
     }
+    // Hidden providers too: PipeWire's and libcamera's providers hide v4l2's, whose devices
+    // are the only ones with a device path on such a desktop. A camera that two providers
+    // report is taken once by its key.
+    gst_device_monitor_set_show_all_devices(m_device_monitor.get(), TRUE);
 
     gst_support::CapsPtr raw_video(gst_caps_new_empty_simple("video/x-raw"));
     gst_device_monitor_add_filter(m_device_monitor.get(), "Video/Source", raw_video.get());
@@ -132,6 +141,7 @@ void CameraPlugin::deinit() {
     }
     for (auto& [index, channel] : m_channels) channel->teardownPipeline();
     m_channels.clear();
+    m_left_out_devices.clear();
 }
 
 std::shared_ptr<zelt::IfPluginConfig> CameraPlugin::getConfig() { return m_config; }
@@ -147,6 +157,7 @@ void CameraPlugin::enumerateDevices() {
     UNI_LOG(unilogger_zelt_plugin_camera, ULS_DETAIL) << "Enumerating available GStreamer devices";
 
     std::vector<gst_support::DevicePtr> taken;
+    std::vector<std::pair<gst_support::DevicePtr, const char*>> left_out;
     {
         GList* devices =
             m_device_monitor ? gst_device_monitor_get_devices(m_device_monitor.get()) : nullptr;
@@ -171,8 +182,10 @@ void CameraPlugin::enumerateDevices() {
             for (GList* item = devices; item != nullptr; item = item->next) {
                 GstDevice* device = GST_DEVICE(item->data);
                 if (std::string(G_OBJECT_TYPE_NAME(device)) != kMediaFoundationDeviceType) continue;
-                if (!keys_seen.insert(make_device_key(get_device_path(device)).first).second)
+                if (!keys_seen.insert(make_device_key(get_device_path(device)).first).second) {
+                    left_out.emplace_back(gst_support::refObject(device), kLeftOutDuplicate);
                     continue;
+                }
                 taken.push_back(gst_support::refObject(device));
             }
         }
@@ -224,11 +237,36 @@ void CameraPlugin::enumerateDevices() {
                 << "': " << error.what();
             continue;
         }
-        if (!channel->isValid()) continue;
+        if (!channel->isValid()) {
+            left_out.emplace_back(
+                gst_support::refObject(device.get()),
+                get_device_path(device.get()).empty() ? kLeftOutNoPath : kLeftOutNoPipeline);
+            continue;
+        }
         if (frame_counters) channel->createCounterChannel();
         m_channels.emplace(next_index, std::move(channel));
         ++next_index;
     }
+    reportLeftOutDevices(left_out);
+}
+
+void CameraPlugin::reportLeftOutDevices(
+    const std::vector<std::pair<gst_support::DevicePtr, const char*>>& left_out) {
+    std::vector<gst_support::DevicePtr> still_left_out;
+    for (const auto& [device, reason] : left_out) {
+        bool reported = false;
+        for (const auto& known : m_left_out_devices) reported = reported || known == device;
+        if (!reported) {
+            gst_support::GCharPtr name(gst_device_get_display_name(device.get()));
+            const std::string provider = device_provider_name(device.get());
+            UNI_LOG(unilogger_zelt_plugin_camera, ULS_DETAIL)
+                << "Left out device '" << (name ? name.get() : "") << "' of provider '"
+                << (provider.empty() ? "unknown" : provider) << "' ('"
+                << G_OBJECT_TYPE_NAME(device.get()) << "'): " << reason;
+        }
+        still_left_out.push_back(gst_support::refObject(device.get()));
+    }
+    m_left_out_devices = std::move(still_left_out);
 }
 
 bool CameraPlugin::hasChannelsChanged() { return false; }
