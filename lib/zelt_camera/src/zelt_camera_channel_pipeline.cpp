@@ -70,6 +70,7 @@ bool CameraChannel::startPipeline() {
     if (!m_pipeline) return false;
     if (pipelineRunning()) return true;
 
+    const uni::log::ScopedCamera camera(m_name, m_path);
     UNI_LOG(unilogger_zelt_plugin_camera, ULS_INFO) << "Starting camera " << m_name;
     m_pipeline_running.store(false, std::memory_order_relaxed);
     {
@@ -110,6 +111,7 @@ void CameraChannel::stopPipeline() {
         return;
     }
 
+    const uni::log::ScopedCamera camera(m_name, m_path);
     UNI_LOG(unilogger_zelt_plugin_camera, ULS_INFO) << "Stopping camera " << m_name;
     m_pipeline_started.store(false, std::memory_order_relaxed);
 
