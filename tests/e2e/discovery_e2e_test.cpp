@@ -1,5 +1,8 @@
 // Discovery through the real device monitor: duplicates, paths, hot plugging, indexes.
+#include <algorithm>
+
 #include "e2e_fixture.h"
+#include "log_capture.h"
 
 namespace zelt_e2e {
 namespace {
@@ -105,6 +108,48 @@ TEST_F(DiscoveryTest, CamerasOfAHiddenProviderAreOfferedAndThePathlessDuplicates
     ASSERT_EQ(m_host->channelIds(), (std::vector<std::uint32_t>{1, 2, 0x10001, 0x10002}));
     EXPECT_EQ(m_host->channel(1), side);
     EXPECT_EQ(text(2, "ID:CAMERA/ChannelIndex"), "/dev/video4");
+}
+
+std::size_t count_of(const std::vector<std::string>& lines, const std::string& line) {
+    return static_cast<std::size_t>(std::count(lines.begin(), lines.end(), line));
+}
+
+TEST_F(DiscoveryTest, EachLeftOutDeviceIsLoggedOnceWithItsProviderAndTheReason) {
+    const zelt_test::LogCapture log(ULS_DETAIL);
+    CameraDescription no_path = small_camera("No path", "");
+    no_path.path.reset();
+    CameraDescription other = small_camera("Other", R"(\\?\usb#vid_1#inst#{a})");
+    CameraDescription duplicate = small_camera("MF twin", R"(\\?\usb#vid_1#inst#{b})");
+    duplicate.media_foundation = true;
+    open({no_path, other, duplicate});
+    ASSERT_EQ(m_host->channelIds(), (std::vector<std::uint32_t>{0, 0x10000}));
+    m_host->plugin().updateChannels();
+
+    const auto messages = log.messages();
+    EXPECT_EQ(count_of(messages,
+                       "Left out device 'No path' of provider 'zeltvcamdeviceprovider' "
+                       "('ZeltVcamDevice'): it has neither \"path\" nor \"device-path\""),
+              1u);
+    EXPECT_EQ(count_of(messages,
+                       "Left out device 'MF twin' of provider 'zeltvcamdeviceprovider' "
+                       "('GstMFDevice'): another provider reports the same camera"),
+              1u);
+    EXPECT_EQ(std::count_if(
+                  messages.begin(), messages.end(),
+                  [](const std::string& line) { return line.rfind("Left out device ", 0) == 0; }),
+              2);
+}
+
+TEST_F(DiscoveryTest, RecordsAboutOneCameraNameItAndKeepTheirText) {
+    const zelt_test::LogCapture log;
+    CameraDescription camera = small_camera("Desk camera", "/dev/zelt-desk");
+    camera.caps->push_back("video/x-raw, format=YUY2, width=32, height=24, framerate=30/1");
+    open({camera});
+    ASSERT_EQ(m_host->channelIds(), (std::vector<std::uint32_t>{0, 0x10000}));
+    EXPECT_EQ(count_of(log.cameraMessages(),
+                       "'Desk camera' at /dev/zelt-desk|Cannot retrieve pixel aspect ratio"),
+              1u);
+    EXPECT_EQ(count_of(log.messages(), "Cannot retrieve pixel aspect ratio"), 1u);
 }
 
 TEST_F(DiscoveryTest, ShortIdAndDefaultNameAreTheDisplayName) {
