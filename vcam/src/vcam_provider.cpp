@@ -55,7 +55,13 @@ void note_error(ZeltVcamDeviceProviderPrivate* priv, const std::string& error) {
 CameraList read_environment(ZeltVcamDeviceProviderPrivate* priv) {
     std::string error;
     CameraList cameras = zelt::vcam::cameras_from_environment(error);
-    if (!error.empty()) note_error(priv, error);
+    // Both providers read the one description; the main one says what is wrong with it.
+    if (!error.empty()) {
+        if (priv->role == zelt::vcam::ProviderRole::Main)
+            note_error(priv, error);
+        else
+            priv->last_error = error;
+    }
     return cameras;
 }
 
@@ -175,7 +181,10 @@ gboolean remove_camera(ZeltVcamDeviceProvider* self, const gchar* id) {
     priv->added.erase(first_removed, priv->added.end());
     if (priv->withdrawn.count(id) == 0) {
         const CameraList environment = priv->started ? priv->environment : read_environment(priv);
-        found = found || std::any_of(environment.begin(), environment.end(), has_id);
+        found = found || std::any_of(environment.begin(), environment.end(),
+                                     [&](const CameraSpecPtr& camera) {
+                                         return has_id(camera) && camera->provider == priv->role;
+                                     });
         priv->withdrawn.insert(id);
     }
     sync_locked(GST_DEVICE_PROVIDER(self), priv);
