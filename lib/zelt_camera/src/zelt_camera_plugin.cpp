@@ -168,6 +168,7 @@ void CameraPlugin::enumerateDevices() {
             const std::string type_name = G_OBJECT_TYPE_NAME(device);
             gst_support::GCharPtr display_name(gst_device_get_display_name(device));
             const std::string path = get_device_path(device);
+            const uni::log::ScopedCamera camera(display_name ? display_name.get() : "", path);
             UNI_LOG(unilogger_zelt_plugin_camera, ULS_DEBUG)
                 << "  found '" << type_name << "' with name '"
                 << (display_name ? display_name.get() : "") << "' at " << path;
@@ -232,6 +233,8 @@ void CameraPlugin::enumerateDevices() {
             // A device whose modes cannot be read (a mode without width or height) is not
             // offered; the other cameras are.
             gst_support::GCharPtr name(gst_device_get_display_name(device.get()));
+            const uni::log::ScopedCamera camera(name ? name.get() : "",
+                                                get_device_path(device.get()));
             UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
                 << "Could not initialize camera '" << (name ? name.get() : "")
                 << "': " << error.what();
@@ -259,6 +262,8 @@ void CameraPlugin::reportLeftOutDevices(
         if (!reported) {
             gst_support::GCharPtr name(gst_device_get_display_name(device.get()));
             const std::string provider = device_provider_name(device.get());
+            const uni::log::ScopedCamera camera(name ? name.get() : "",
+                                                get_device_path(device.get()));
             UNI_LOG(unilogger_zelt_plugin_camera, ULS_DETAIL)
                 << "Left out device '" << (name ? name.get() : "") << "' of provider '"
                 << (provider.empty() ? "unknown" : provider) << "' ('"
