@@ -96,3 +96,46 @@ TEST_F(LogLevelEnvironmentTest, FallsBackToWarning) {
 
 }  // namespace
 }  // namespace uni::log
+
+namespace uni::log {
+namespace {
+
+// The console output of records written inside and outside a camera scope.
+class CameraAttributeTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        setLevel(ULS_ERROR);
+        m_previous = std::clog.rdbuf(m_output.rdbuf());
+    }
+    void TearDown() override {
+        std::clog.rdbuf(m_previous);
+        setLevel(levelFromEnvironment());
+    }
+    std::ostringstream m_output;
+    std::streambuf* m_previous = nullptr;
+};
+
+UNI_DEFINE_LOGGER(camera_attribute_test_logger, "zelt_plugin_camera")
+
+TEST_F(CameraAttributeTest, RecordsInsideTheScopeNameTheCameraAndKeepTheirText) {
+    {
+        const ScopedCamera camera("HD Pro Webcam C920", "/dev/video0");
+        UNI_LOG(camera_attribute_test_logger, ULS_ERROR) << "Cannot retrieve pixel aspect ratio";
+        {
+            const ScopedCamera inner("Other", "/dev/video2");
+            UNI_LOG(camera_attribute_test_logger, ULS_ERROR) << "inner";
+        }
+        UNI_LOG(camera_attribute_test_logger, ULS_ERROR) << "after inner";
+    }
+    UNI_LOG(camera_attribute_test_logger, ULS_ERROR) << "outside";
+    EXPECT_EQ(m_output.str(),
+              "[zelt_plugin_camera] error: [camera 'HD Pro Webcam C920' at /dev/video0] Cannot "
+              "retrieve pixel aspect ratio\n"
+              "[zelt_plugin_camera] error: [camera 'HD Pro Webcam C920' at /dev/video0] inner\n"
+              "[zelt_plugin_camera] error: [camera 'HD Pro Webcam C920' at /dev/video0] after "
+              "inner\n"
+              "[zelt_plugin_camera] error: outside\n");
+}
+
+}  // namespace
+}  // namespace uni::log

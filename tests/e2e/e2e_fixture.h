@@ -61,6 +61,7 @@ protected:
         m_host.reset();
         zelt::vcam::clearEnvironmentCameras();
         zelt::vcam::ProviderControl().reset();
+        zelt::vcam::ProviderControl(ZELT_VCAM_HIDING_PROVIDER_NAME).reset();
         if (!m_camera_file.empty()) std::remove(m_camera_file.c_str());
     }
 

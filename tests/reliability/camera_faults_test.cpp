@@ -278,7 +278,7 @@ TEST_F(CameraFaultsTest, Yv12IsOfferedButItsStartFailsAndTheOtherCameraDelivers)
     EXPECT_EQ(text(0, "CAMERA/FrameSetting"), "64 x 48 @ 100 fps");
     auto yv12_sink = attachSink(0);
     auto good_sink = attachSink(1);
-    zelt_reliability::LogCapture log;
+    zelt_test::LogCapture log;
     {
         Acquisition acquisition(*m_host, {0, 1}, tolerant());
         EXPECT_FALSE(acquisition.report().prepared);

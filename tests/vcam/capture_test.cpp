@@ -63,6 +63,44 @@ INSTANTIATE_TEST_SUITE_P(RawFormats, FormatCaptureTest, ::testing::ValuesIn(kFor
 
 using CaptureTest = VcamTest;
 
+// Modes as real devices print them: stepwise sizes with a rate range, a size list with a format
+// list, and a structure with caps features; each is produced in system memory.
+TEST_F(CaptureTest, DeliversEveryModeOfRangesListsAndFeaturedStructures) {
+    ASSERT_TRUE(m_control.addCamera(camera(
+        "Real Modes",
+        {"video/x-raw, format=NV12, width=[ 16, 1920, 2 ], height=[ 16, 1080, 2 ], "
+         "framerate=[ 1/1, 100/1 ]\n"
+         "video/x-raw, width=640, height={ (int)360, (int)480 }, format={ (string)UYVY, "
+         "(string)YUY2 }, framerate={ (fraction)25/1, (fraction)100/1 }\n"
+         "video/x-raw(memory:GLMemory), width=64, height=48, format=BGR, framerate=100/1"})));
+    DevicePtr device = findDevice("Real Modes");
+    ASSERT_TRUE(device);
+    struct Mode {
+        const char* caps;
+        const char* format;
+        int width;
+        int height;
+    };
+    for (const Mode& mode :
+         {Mode{"video/x-raw, format=NV12, width=320, height=240", "NV12", 320, 240},
+          Mode{"video/x-raw, format=YUY2, width=640, height=360", "YUY2", 640, 360},
+          Mode{"video/x-raw, format=BGR, width=64, height=48", "BGR", 64, 48}}) {
+        Capture capture = buildCapture(device.get(), mode.caps);
+        ASSERT_TRUE(capture.linked) << mode.caps;
+        ASSERT_TRUE(capture.play()) << mode.caps;
+        for (std::uint64_t i = 0; i < 3; ++i) {
+            SamplePtr sample = capture.pull();
+            ASSERT_TRUE(sample) << mode.caps << ", frame " << i;
+            const GstVideoInfo info = sampleInfo(sample.get());
+            EXPECT_STREQ(gst_video_format_to_string(GST_VIDEO_INFO_FORMAT(&info)), mode.format);
+            EXPECT_EQ(GST_VIDEO_INFO_WIDTH(&info), mode.width);
+            EXPECT_EQ(GST_VIDEO_INFO_HEIGHT(&info), mode.height);
+            EXPECT_EQ(GST_VIDEO_INFO_FPS_N(&info), 100);
+            EXPECT_EQ(sequenceNumber(sample.get()), i);
+        }
+    }
+}
+
 TEST_F(CaptureTest, LiveFramesArePacedByThePipelineClockAtTheNegotiatedRate) {
     ASSERT_TRUE(m_control.addCamera(camera("Live", {rawMode("YUY2", 64, 48, 100)})));
     DevicePtr device = findDevice("Live");

@@ -80,13 +80,14 @@ TEST_F(DeviceListingTest, StartedMonitorAnnouncesAndListsTheDefaultCamerasInOrde
     gst_device_monitor_stop(monitor.get());
 }
 
-TEST_F(DeviceListingTest, OnlyOurProviderIsAskedInTheSealedProcess) {
+TEST_F(DeviceListingTest, OnlyOurProvidersAreAskedInTheSealedProcess) {
     DeviceMonitorPtr monitor = newMonitor();
     const std::unique_ptr<gchar*, decltype(&g_strfreev)> providers(
         gst_device_monitor_get_providers(monitor.get()), &g_strfreev);
     ASSERT_TRUE(providers);
-    EXPECT_EQ(g_strv_length(providers.get()), 1u);
+    ASSERT_EQ(g_strv_length(providers.get()), 2u);
     EXPECT_STREQ(providers.get()[0], ZELT_VCAM_PROVIDER_NAME);
+    EXPECT_STREQ(providers.get()[1], ZELT_VCAM_HIDING_PROVIDER_NAME);
 
     gst_support::ObjectPtr<GstDeviceProviderFactory> factory(
         gst_device_provider_factory_find(ZELT_VCAM_PROVIDER_NAME));
@@ -181,6 +182,83 @@ TEST_F(DeviceListingTest, JsonCamerasAreListedWithTypePathsAndCapsAsWritten) {
                   "framerate=(fraction)30/1, pixel-aspect-ratio=(fraction)1/1",
                   "video/x-raw, format=(string)YUY2, width=(int)640, height=(int)480, "
                   "framerate=(fraction)30/1, pixel-aspect-ratio=(fraction)1/1"}));
+}
+
+TEST_F(DeviceListingTest, DescribedCameraHasItsTypeClassPropertiesAndMonitorPrintedCaps) {
+    // Caps as a device monitor prints them: one structure a line, the older style's ';'.
+    const std::string monitor_caps =
+        "video/x-raw, format=(string)YUY2, width=(int)1280, height=(int)720, "
+        "pixel-aspect-ratio=(fraction)1/1, framerate=(fraction){ 10/1, 15/2, 5/1 };\n"
+        "        video/x-raw(memory:DMABuf), format=NV12, width=[ 16, 1920, 2 ], "
+        "height=[ 16, 1080, 2 ], framerate=[ 1/1, 30/1 ]\n"
+        "        image/jpeg, width=640, height=480, framerate=30/1\n";
+    const std::string document =
+        "{\"cameras\": [{\"name\": \"Webcam\", \"device_type\": \"GstKsDevice\", "
+        "\"class\": \"Source/Video\", \"path\": \"ks:usb#vid_1#x#{g}\", "
+        "\"properties\": {\"device.api\": \"ks\", \"device.strid\": \"x\", "
+        "\"device.index\": 2, \"is-default\": true}, \"caps\": " +
+        zelt::vcam::jsonQuote(monitor_caps) +
+        "}, {\"name\": \"Bare\", \"properties\": null, \"caps\": [" +
+        zelt::vcam::jsonQuote(rawMode("I420", 64, 48, 30)) + "]}]}";
+    zelt::vcam::useCameraFile(writeFile("described.json", document));
+
+    const std::vector<DevicePtr> devices = probeDevices();
+    ASSERT_EQ(devices.size(), 2u) << m_control.lastError();
+    GstDevice* webcam = devices[0].get();
+    EXPECT_EQ(typeName(webcam), "GstKsDevice");
+    const GCharPtr device_class(gst_device_get_device_class(webcam));
+    EXPECT_STREQ(device_class.get(), "Source/Video");
+    EXPECT_EQ(stringProperty(webcam, "path"), "ks:usb#vid_1#x#{g}");
+    EXPECT_EQ(propertiesText(webcam),
+              "properties, device.api=(string)ks, device.strid=(string)x, "
+              "device.index=(gint64)2, is-default=(boolean)true;");
+    EXPECT_EQ(capsStructures(webcam),
+              (std::vector<std::string>{
+                  "video/x-raw, format=(string)YUY2, width=(int)1280, height=(int)720, "
+                  "pixel-aspect-ratio=(fraction)1/1, framerate=(fraction){ 10/1, 15/2, 5/1 }",
+                  "video/x-raw, format=(string)NV12, width=(int)[ 16, 1920, 2 ], "
+                  "height=(int)[ 16, 1080, 2 ], framerate=(fraction)[ 1/1, 30/1 ]",
+                  "image/jpeg, width=(int)640, height=(int)480, framerate=(fraction)30/1"}));
+    const CapsPtr caps(gst_device_get_caps(webcam));
+    const GCharPtr features(gst_caps_features_to_string(gst_caps_get_features(caps.get(), 1)));
+    EXPECT_STREQ(features.get(), "memory:DMABuf");
+
+    const gst_support::StructurePtr bare_properties(gst_device_get_properties(devices[1].get()));
+    EXPECT_EQ(bare_properties, nullptr);
+}
+
+TEST_F(DeviceListingTest, HidingProviderHidesTheMainOneFromMonitorsThatDoNotShowAll) {
+    CameraDescription v4l2 = camera("Desk", {rawMode("YUY2", 64, 48, 30)});
+    v4l2.device_type = "GstV4l2Device";
+    CameraDescription duplicate = camera("Desk", {rawMode("YUY2", 64, 48, 30)});
+    duplicate.device_path.reset();
+    duplicate.device_type = "GstPipeWireDevice";
+    duplicate.hiding_provider = true;
+    useCameras({v4l2, duplicate});
+
+    for (const bool show_all : {false, true}) {
+        DeviceMonitorPtr monitor = newMonitor();
+        gst_device_monitor_set_show_all_devices(monitor.get(), show_all);
+        ASSERT_TRUE(gst_device_monitor_start(monitor.get()));
+        std::vector<std::string> types;
+        for (const DevicePtr& device : devicesOf(monitor.get()))
+            types.push_back(typeName(device.get()));
+        gst_device_monitor_stop(monitor.get());
+        const std::vector<std::string> expected =
+            show_all ? std::vector<std::string>{"GstV4l2Device", "GstPipeWireDevice"}
+                     : std::vector<std::string>{"GstPipeWireDevice"};
+        EXPECT_EQ(types, expected) << "show all: " << show_all;
+    }
+}
+
+TEST_F(DeviceListingTest, MainProviderIsNotHiddenWhileTheHidingOneOffersNothing) {
+    useCameras({camera("Alone", {rawMode("YUY2", 64, 48, 30)})});
+    DeviceMonitorPtr monitor = newMonitor();
+    ASSERT_TRUE(gst_device_monitor_start(monitor.get()));
+    const std::vector<DevicePtr> devices = devicesOf(monitor.get());
+    gst_device_monitor_stop(monitor.get());
+    ASSERT_EQ(devices.size(), 1u);
+    EXPECT_EQ(displayName(devices[0].get()), "Alone");
 }
 
 TEST_F(DeviceListingTest, CameraWithoutRawModesIsNotListedByTheCaptureFilter) {

@@ -120,8 +120,13 @@ TEST_F(HotplugTest, AddedCameraIsListedByAStoppedMonitorToo) {
 }
 
 TEST_F(HotplugTest, RefusedDescriptionAddsNothingAndSaysWhy) {
-    EXPECT_FALSE(m_control.addJson("{\"name\": \"X\", \"device_type\": \"GstV4l2Device\"}"));
-    EXPECT_EQ(m_control.lastError(), "camera.device_type must be \"default\" or \"GstMFDevice\"");
+    EXPECT_FALSE(m_control.addJson("{\"name\": \"X\", \"device_type\": \"9 lives\"}"));
+    EXPECT_EQ(m_control.lastError(),
+              "camera.device_type must be \"default\" or a GObject type name");
+    EXPECT_FALSE(m_control.addJson("{\"name\": \"X\", \"provider\": \"other\"}"));
+    EXPECT_EQ(m_control.lastError(), "camera.provider must be \"main\" or \"hiding\"");
+    EXPECT_FALSE(m_control.addJson("{\"name\": \"X\", \"properties\": {\"a\": [1]}}"));
+    EXPECT_EQ(m_control.lastError(), "camera.properties.a must be a string, a number or a boolean");
     EXPECT_FALSE(m_control.addJson("{\"id\": \"nameless\"}"));
     EXPECT_EQ(m_control.lastError(), "camera has no \"name\"");
     EXPECT_FALSE(m_control.addJson("{\"name\": \"X\", \"error_after_frames\": -2}"));

@@ -137,6 +137,7 @@ protected:
     void SetUp() override {
         zelt::vcam::clearEnvironmentCameras();
         m_control.reset();
+        m_hiding_control.reset();
         const GCharPtr dir(g_dir_make_tmp("zelt-vcam-test-XXXXXX", nullptr));
         ASSERT_TRUE(dir);
         m_dir = dir.get();
@@ -145,6 +146,7 @@ protected:
     void TearDown() override {
         zelt::vcam::clearEnvironmentCameras();
         m_control.reset();
+        m_hiding_control.reset();
         for (const std::string& file : m_files) g_remove(file.c_str());
         if (!m_dir.empty()) g_rmdir(m_dir.c_str());
     }
@@ -165,6 +167,7 @@ protected:
     }
 
     zelt::vcam::ProviderControl m_control;
+    zelt::vcam::ProviderControl m_hiding_control{ZELT_VCAM_HIDING_PROVIDER_NAME};
     std::string m_dir;
     std::vector<std::string> m_files;
 };

@@ -18,5 +18,7 @@ gboolean zelt_vcam_plugin_init(GstPlugin* plugin) {
         return FALSE;
     }
     return gst_device_provider_register(plugin, ZELT_VCAM_PROVIDER_NAME, GST_RANK_MARGINAL,
-                                        ZELT_TYPE_VCAM_DEVICE_PROVIDER);
+                                        ZELT_TYPE_VCAM_DEVICE_PROVIDER) &&
+           gst_device_provider_register(plugin, ZELT_VCAM_HIDING_PROVIDER_NAME, GST_RANK_MARGINAL,
+                                        ZELT_TYPE_VCAM_HIDING_PROVIDER);
 }

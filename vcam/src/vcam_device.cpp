@@ -1,5 +1,7 @@
 #include "vcam_device.h"
 
+#include <mutex>
+
 #include "debug.h"
 #include "vcam/vcam.h"
 
@@ -13,7 +15,6 @@ namespace {
 
 enum { PROP_0, PROP_PATH, PROP_DEVICE_PATH };
 
-constexpr const char* kDeviceClass = "Video/Source";
 // Name of the structure that gst_device_get_properties() returns, after the provider.
 constexpr const char* kPropertiesName = "zeltvcamdeviceprovider";
 
@@ -32,6 +33,33 @@ GstElement* create_element(GstDevice* device, const gchar* name) {
                  static_cast<gint64>(camera->error_after_frames), "never-first-frame",
                  static_cast<gboolean>(camera->never_first_frame), nullptr);
     return element;
+}
+
+gst_support::StructurePtr default_properties(const zelt::vcam::VirtualCamera& camera) {
+    gst_support::StructurePtr properties(
+        gst_structure_new(kPropertiesName, "device.api", G_TYPE_STRING, "zelt-vcam", "zelt-vcam.id",
+                          G_TYPE_STRING, camera.id.c_str(), nullptr));
+    GstStructure* fields = properties.get();
+    if (camera.path)
+        gst_structure_set(fields, "path", G_TYPE_STRING, camera.path->c_str(), nullptr);
+    if (camera.device_path) {
+        gst_structure_set(fields, "device-path", G_TYPE_STRING, camera.device_path->c_str(),
+                          nullptr);
+    }
+    if (camera.benchmark) {
+        gst_structure_set(fields, "zelt-vcam.benchmark", G_TYPE_BOOLEAN, TRUE, nullptr);
+    }
+    if (camera.fail_link) {
+        gst_structure_set(fields, "zelt-vcam.fail-link", G_TYPE_BOOLEAN, TRUE, nullptr);
+    }
+    if (camera.never_first_frame) {
+        gst_structure_set(fields, "zelt-vcam.never-first-frame", G_TYPE_BOOLEAN, TRUE, nullptr);
+    }
+    if (camera.error_after_frames >= 0) {
+        gst_structure_set(fields, "zelt-vcam.error-after-frames", G_TYPE_INT64,
+                          static_cast<gint64>(camera.error_after_frames), nullptr);
+    }
+    return properties;
 }
 
 void set_property(GObject* object, guint id, const GValue* value, GParamSpec* pspec) {
@@ -98,58 +126,48 @@ static void zelt_vcam_device_init(ZeltVcamDevice* self) { self->priv = new ZeltV
 GType zelt_vcam_mf_device_get_type(void) {
     static gsize type_id = 0;
     if (g_once_init_enter(&type_id)) {
-        GType type = g_type_from_name(ZELT_VCAM_MF_DEVICE_TYPE_NAME);
-        if (type == 0) {
-            type = g_type_register_static_simple(
-                ZELT_TYPE_VCAM_DEVICE, g_intern_static_string(ZELT_VCAM_MF_DEVICE_TYPE_NAME),
-                sizeof(ZeltVcamDeviceClass), nullptr, sizeof(ZeltVcamDevice), nullptr,
-                static_cast<GTypeFlags>(0));
-        } else {
-            // A real Media Foundation provider owns the name in this process.
-            GST_WARNING("type %s exists already; virtual cameras use %s instead",
-                        ZELT_VCAM_MF_DEVICE_TYPE_NAME, ZELT_VCAM_DEVICE_TYPE_NAME);
-            type = ZELT_TYPE_VCAM_DEVICE;
-        }
-        g_once_init_leave(&type_id, type);
+        g_once_init_leave(&type_id, zelt::vcam::device_type_named(ZELT_VCAM_MF_DEVICE_TYPE_NAME));
     }
     return static_cast<GType>(type_id);
 }
 
 namespace zelt::vcam {
 
+GType device_type_named(const std::string& name) {
+    if (name.empty() || name == ZELT_VCAM_DEVICE_TYPE_NAME) return ZELT_TYPE_VCAM_DEVICE;
+    // Types are registered once per process; the lock keeps two providers from racing.
+    static std::mutex mutex;
+    std::lock_guard<std::mutex> lock(mutex);
+    GType type = g_type_from_name(name.c_str());
+    if (type == 0) {
+        return g_type_register_static_simple(
+            ZELT_TYPE_VCAM_DEVICE, g_intern_string(name.c_str()), sizeof(ZeltVcamDeviceClass),
+            nullptr, sizeof(ZeltVcamDevice), nullptr, static_cast<GTypeFlags>(0));
+    }
+    if (g_type_is_a(type, ZELT_TYPE_VCAM_DEVICE)) return type;
+    // The real provider of that name is loaded in this process and owns the name.
+    GST_WARNING("type %s exists already; the virtual camera uses %s instead", name.c_str(),
+                ZELT_VCAM_DEVICE_TYPE_NAME);
+    return ZELT_TYPE_VCAM_DEVICE;
+}
+
 GstDevice* make_device(const CameraSpecPtr& camera) {
-    const GType type = camera->kind == DeviceKind::MediaFoundation ? zelt_vcam_mf_device_get_type()
-                                                                   : ZELT_TYPE_VCAM_DEVICE;
-    // What gst_device_get_properties() reports: the paths only when the description gives
-    // them, the faults only when they are on.
-    const gst_support::StructurePtr properties(
-        gst_structure_new(kPropertiesName, "device.api", G_TYPE_STRING, "zelt-vcam", "zelt-vcam.id",
-                          G_TYPE_STRING, camera->id.c_str(), nullptr));
-    GstStructure* fields = properties.get();
-    if (camera->path)
-        gst_structure_set(fields, "path", G_TYPE_STRING, camera->path->c_str(), nullptr);
-    if (camera->device_path) {
-        gst_structure_set(fields, "device-path", G_TYPE_STRING, camera->device_path->c_str(),
-                          nullptr);
-    }
-    if (camera->benchmark) {
-        gst_structure_set(fields, "zelt-vcam.benchmark", G_TYPE_BOOLEAN, TRUE, nullptr);
-    }
-    if (camera->fail_link) {
-        gst_structure_set(fields, "zelt-vcam.fail-link", G_TYPE_BOOLEAN, TRUE, nullptr);
-    }
-    if (camera->never_first_frame) {
-        gst_structure_set(fields, "zelt-vcam.never-first-frame", G_TYPE_BOOLEAN, TRUE, nullptr);
-    }
-    if (camera->error_after_frames >= 0) {
-        gst_structure_set(fields, "zelt-vcam.error-after-frames", G_TYPE_INT64,
-                          static_cast<gint64>(camera->error_after_frames), nullptr);
+    const GType type = device_type_named(camera->device_type);
+    // What gst_device_get_properties() reports: what the description gives, else the
+    // provider's own with the paths only when the description gives them and the faults
+    // only when they are on.
+    gst_support::StructurePtr properties;
+    if (!camera->default_properties) {
+        if (camera->properties) properties.reset(gst_structure_copy(camera->properties.get()));
+    } else {
+        properties = default_properties(*camera);
     }
     // The device copies the properties structure and takes a reference to the caps.
-    gpointer object = g_object_new(
-        type, "display-name", camera->name.c_str(), "caps", camera->caps.get(), "device-class",
-        kDeviceClass, "properties", fields, "path", camera->path ? camera->path->c_str() : nullptr,
-        "device-path", camera->device_path ? camera->device_path->c_str() : nullptr, nullptr);
+    gpointer object =
+        g_object_new(type, "display-name", camera->name.c_str(), "caps", camera->caps.get(),
+                     "device-class", camera->device_class.c_str(), "properties", properties.get(),
+                     "path", camera->path ? camera->path->c_str() : nullptr, "device-path",
+                     camera->device_path ? camera->device_path->c_str() : nullptr, nullptr);
     ZELT_VCAM_DEVICE(object)->priv->camera = camera;
     return GST_DEVICE(object);
 }

@@ -5,6 +5,8 @@
 
 #include <gst/gst.h>
 
+#include <string>
+
 #include "virtual_camera.h"
 
 G_BEGIN_DECLS
@@ -37,7 +39,12 @@ G_END_DECLS
 
 namespace zelt::vcam {
 
-/// A new device for `camera`, of the type its kind asks for. (transfer floating)
+/// The device type called `name`: ZeltVcamDevice for an empty name, else a subclass of it
+/// registered under that name on first use. When a type of that name exists already and is
+/// not one of ours (the real provider is loaded in this process), ZeltVcamDevice.
+GType device_type_named(const std::string& name);
+
+/// A new device for `camera`, of the type its description names. (transfer floating)
 GstDevice* make_device(const CameraSpecPtr& camera);
 
 /// The description a device was made from; null for other devices.

@@ -28,6 +28,9 @@ struct ZeltVcamDeviceProviderPrivate {
     // Devices announced with device-added while started, with their camera's serial.
     std::vector<std::pair<std::uint64_t, gst_support::DevicePtr>> announced;
     std::string last_error;
+    // Which cameras of the descriptions this instance offers.
+    zelt::vcam::ProviderRole role = zelt::vcam::ProviderRole::Main;
+    bool hiding = false;  // the main provider is hidden now (hiding role only)
 };
 
 namespace {
@@ -52,24 +55,52 @@ void note_error(ZeltVcamDeviceProviderPrivate* priv, const std::string& error) {
 CameraList read_environment(ZeltVcamDeviceProviderPrivate* priv) {
     std::string error;
     CameraList cameras = zelt::vcam::cameras_from_environment(error);
-    if (!error.empty()) note_error(priv, error);
+    // Both providers read the one description; the main one says what is wrong with it.
+    if (!error.empty()) {
+        if (priv->role == zelt::vcam::ProviderRole::Main)
+            note_error(priv, error);
+        else
+            priv->last_error = error;
+    }
     return cameras;
 }
 
-// The cameras on offer: the environment's, less the withdrawn ids, then the added ones.
+// The cameras on offer: the environment's, less the withdrawn ids, then the added ones; of
+// those, the ones described for this provider.
 CameraList offered(const ZeltVcamDeviceProviderPrivate* priv, const CameraList& environment) {
     CameraList cameras;
     for (const CameraSpecPtr& camera : environment) {
-        if (priv->withdrawn.count(camera->id) == 0) cameras.push_back(camera);
+        if (priv->withdrawn.count(camera->id) == 0 && camera->provider == priv->role)
+            cameras.push_back(camera);
     }
-    cameras.insert(cameras.end(), priv->added.begin(), priv->added.end());
+    for (const CameraSpecPtr& camera : priv->added) {
+        if (camera->provider == priv->role) cameras.push_back(camera);
+    }
     return cameras;
+}
+
+// The hiding provider hides the main one while it offers a camera, as PipeWire's provider
+// hides v4l2's once it has a node of a v4l2 device. Only on a change: a device monitor counts
+// every "provider-hidden" it hears.
+void update_hiding(GstDeviceProvider* provider, ZeltVcamDeviceProviderPrivate* priv,
+                   bool offers_cameras) {
+    if (priv->role != zelt::vcam::ProviderRole::Hiding || priv->hiding == offers_cameras) return;
+    priv->hiding = offers_cameras;
+    if (offers_cameras)
+        gst_device_provider_hide_provider(provider, ZELT_VCAM_PROVIDER_NAME);
+    else
+        gst_device_provider_unhide_provider(provider, ZELT_VCAM_PROVIDER_NAME);
 }
 
 // While started: announce what changed since the last announcement. Called with the mutex.
 void sync_locked(GstDeviceProvider* provider, ZeltVcamDeviceProviderPrivate* priv) {
-    if (!priv->started) return;
+    if (!priv->started) {
+        if (priv->role == zelt::vcam::ProviderRole::Hiding)
+            update_hiding(provider, priv, !offered(priv, read_environment(priv)).empty());
+        return;
+    }
     const CameraList wanted = offered(priv, priv->environment);
+    update_hiding(provider, priv, !wanted.empty());
     auto is_wanted = [&wanted](std::uint64_t serial) {
         return std::any_of(wanted.begin(), wanted.end(), [serial](const CameraSpecPtr& camera) {
             return camera->serial == serial;
@@ -98,7 +129,9 @@ GList* probe(GstDeviceProvider* provider) {
     ZeltVcamDeviceProviderPrivate* priv = priv_of(provider);
     std::lock_guard<std::mutex> lock(priv->mutex);
     GList* devices = nullptr;
-    for (const CameraSpecPtr& camera : offered(priv, read_environment(priv))) {
+    const CameraList cameras = offered(priv, read_environment(priv));
+    update_hiding(provider, priv, !cameras.empty());
+    for (const CameraSpecPtr& camera : cameras) {
         devices = g_list_append(devices, zelt::vcam::make_device(camera));
     }
     return devices;
@@ -148,7 +181,10 @@ gboolean remove_camera(ZeltVcamDeviceProvider* self, const gchar* id) {
     priv->added.erase(first_removed, priv->added.end());
     if (priv->withdrawn.count(id) == 0) {
         const CameraList environment = priv->started ? priv->environment : read_environment(priv);
-        found = found || std::any_of(environment.begin(), environment.end(), has_id);
+        found = found || std::any_of(environment.begin(), environment.end(),
+                                     [&](const CameraSpecPtr& camera) {
+                                         return has_id(camera) && camera->provider == priv->role;
+                                     });
         priv->withdrawn.insert(id);
     }
     sync_locked(GST_DEVICE_PROVIDER(self), priv);
@@ -226,4 +262,25 @@ static void zelt_vcam_device_provider_class_init(ZeltVcamDeviceProviderClass* kl
 
 static void zelt_vcam_device_provider_init(ZeltVcamDeviceProvider* self) {
     self->priv = new ZeltVcamDeviceProviderPrivate;
+}
+
+// The hiding provider: the same provider for the cameras described with "provider":
+// "hiding".
+G_DEFINE_TYPE(ZeltVcamHidingProvider, zelt_vcam_hiding_provider, ZELT_TYPE_VCAM_DEVICE_PROVIDER)
+
+static void zelt_vcam_hiding_provider_class_init(ZeltVcamHidingProviderClass* klass) {
+    gst_device_provider_class_set_static_metadata(
+        GST_DEVICE_PROVIDER_CLASS(klass), "Zelt virtual cameras, hiding", "Video/Source",
+        "Virtual test cameras that stand in for a provider which hides another one (as PipeWire "
+        "and libcamera hide v4l2); offered only when a description asks for them",
+        "zelt-camera developers");
+}
+
+static void zelt_vcam_hiding_provider_init(ZeltVcamHidingProvider* self) {
+    ZeltVcamDeviceProviderPrivate* priv = priv_of(self);
+    priv->role = zelt::vcam::ProviderRole::Hiding;
+    // A device monitor reads the hidden providers before it probes: hide from the start when
+    // the environment already describes cameras of this provider.
+    std::lock_guard<std::mutex> lock(priv->mutex);
+    update_hiding(GST_DEVICE_PROVIDER(self), priv, !offered(priv, read_environment(priv)).empty());
 }

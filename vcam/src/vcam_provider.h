@@ -29,4 +29,18 @@ struct ZeltVcamDeviceProviderClass {
 
 GType zelt_vcam_device_provider_get_type(void);
 
+#define ZELT_TYPE_VCAM_HIDING_PROVIDER (zelt_vcam_hiding_provider_get_type())
+
+/// The second provider ("zeltvcamhidingprovider"): offers the cameras described for it and,
+/// while it offers any, hides the main provider.
+struct ZeltVcamHidingProvider {
+    ZeltVcamDeviceProvider parent;
+};
+
+struct ZeltVcamHidingProviderClass {
+    ZeltVcamDeviceProviderClass parent_class;
+};
+
+GType zelt_vcam_hiding_provider_get_type(void);
+
 G_END_DECLS

@@ -25,6 +25,9 @@ constexpr const char* kDefaultCaps =
 // More cameras than any test or demo needs; a larger count is taken for a typing error.
 constexpr unsigned long kMaxDefaultCameras = 64;
 
+// Name of a described properties structure (the device monitor does not print it).
+constexpr const char* kPropertiesName = "properties";
+
 std::uint64_t next_serial() {
     static std::atomic<std::uint64_t> serial{0};
     return ++serial;
@@ -57,6 +60,16 @@ bool read_optional_string(JsonNode* node, const std::string& where, std::optiona
     return true;
 }
 
+// What GLib accepts as a type name: a letter or '_' first, then letters, digits, '-', '_'
+// or '+', three characters at least.
+bool is_type_name(const std::string& name) {
+    if (name.size() < 3 || !(g_ascii_isalpha(name[0]) || name[0] == '_')) return false;
+    for (const char c : name) {
+        if (!(g_ascii_isalnum(c) || c == '-' || c == '_' || c == '+')) return false;
+    }
+    return true;
+}
+
 bool read_boolean(JsonNode* node, const std::string& where, bool& out, std::string& error) {
     if (!is_boolean(node)) {
         error = where + " must be true or false";
@@ -68,8 +81,19 @@ bool read_boolean(JsonNode* node, const std::string& where, bool& out, std::stri
 
 bool read_caps(JsonNode* node, const std::string& where, gst_support::CapsPtr& out,
                std::string& error) {
+    // One text as the device monitor prints it, or an array of such texts.
+    if (is_string(node)) {
+        std::string bad_line;
+        gst_support::CapsPtr caps(caps_from_monitor_text(json_node_get_string(node), bad_line));
+        if (!caps) {
+            error = where + " is not valid caps: '" + bad_line + "'";
+            return false;
+        }
+        out = std::move(caps);
+        return true;
+    }
     if (!JSON_NODE_HOLDS_ARRAY(node)) {
-        error = where + " must be an array of caps strings";
+        error = where + " must be a caps text or an array of caps strings";
         return false;
     }
     JsonArray* array = json_node_get_array(node);
@@ -81,10 +105,10 @@ bool read_caps(JsonNode* node, const std::string& where, gst_support::CapsPtr& o
             error = entry_where + " must be a caps string";
             return false;
         }
-        const gchar* text = json_node_get_string(entry);
-        GstCaps* parsed = gst_caps_from_string(text);
+        std::string bad_line;
+        GstCaps* parsed = caps_from_monitor_text(json_node_get_string(entry), bad_line);
         if (parsed == nullptr) {
-            error = entry_where + " is not valid caps: '" + text + "'";
+            error = entry_where + " is not valid caps: '" + bad_line + "'";
             return false;
         }
         // Appended, not merged: every structure stays as written, duplicates included.
@@ -92,6 +116,40 @@ bool read_caps(JsonNode* node, const std::string& where, gst_support::CapsPtr& o
     }
     out = std::move(caps);
     return true;
+}
+
+// The properties structure: an object whose members become its fields (strings, integers,
+// booleans and numbers keep their JSON type), or null for a device without one.
+bool read_properties(JsonNode* node, const std::string& where, gst_support::StructurePtr& out,
+                     std::string& error) {
+    if (JSON_NODE_HOLDS_NULL(node)) {
+        out.reset();
+        return true;
+    }
+    if (!JSON_NODE_HOLDS_OBJECT(node)) {
+        error = where + " must be an object or null";
+        return false;
+    }
+    JsonObject* object = json_node_get_object(node);
+    gst_support::StructurePtr properties(gst_structure_new_empty(kPropertiesName));
+    GList* members = json_object_get_members(object);
+    bool ok = true;
+    for (GList* item = members; item != nullptr && ok; item = item->next) {
+        const gchar* key = static_cast<const gchar*>(item->data);
+        JsonNode* value = json_object_get_member(object, key);
+        if (!JSON_NODE_HOLDS_VALUE(value)) {
+            error = where + "." + key + " must be a string, a number or a boolean";
+            ok = false;
+            break;
+        }
+        GValue field = G_VALUE_INIT;
+        json_node_get_value(value, &field);
+        gst_structure_set_value(properties.get(), key, &field);
+        g_value_unset(&field);
+    }
+    g_list_free(members);
+    if (ok) out = std::move(properties);
+    return ok;
 }
 
 bool parse_camera(JsonNode* node, const std::string& where, VirtualCamera& camera,
@@ -125,11 +183,30 @@ bool parse_camera(JsonNode* node, const std::string& where, VirtualCamera& camer
         } else if (key == "device_type") {
             const std::string type = is_string(value) ? json_node_get_string(value) : "";
             if (type == "default") {
-                camera.kind = DeviceKind::Default;
-            } else if (type == ZELT_VCAM_MF_DEVICE_TYPE_NAME) {
-                camera.kind = DeviceKind::MediaFoundation;
+                camera.device_type.clear();
+            } else if (is_type_name(type)) {
+                camera.device_type = type;
             } else {
-                error = member + " must be \"default\" or \"" ZELT_VCAM_MF_DEVICE_TYPE_NAME "\"";
+                error = member + " must be \"default\" or a GObject type name";
+                ok = false;
+            }
+        } else if (key == "class") {
+            ok = is_string(value) && *json_node_get_string(value) != '\0';
+            if (ok)
+                camera.device_class = json_node_get_string(value);
+            else
+                error = member + " must be a non-empty string";
+        } else if (key == "properties") {
+            ok = read_properties(value, member, camera.properties, error);
+            camera.default_properties = false;
+        } else if (key == "provider") {
+            const std::string role = is_string(value) ? json_node_get_string(value) : "";
+            if (role == "main") {
+                camera.provider = ProviderRole::Main;
+            } else if (role == "hiding") {
+                camera.provider = ProviderRole::Hiding;
+            } else {
+                error = member + " must be \"main\" or \"hiding\"";
                 ok = false;
             }
         } else if (key == "path") {
@@ -170,6 +247,25 @@ bool parse_camera(JsonNode* node, const std::string& where, VirtualCamera& camer
 }
 
 }  // namespace
+
+GstCaps* caps_from_monitor_text(const std::string& text, std::string& bad_line) {
+    gst_support::CapsPtr caps(gst_caps_new_empty());
+    std::size_t start = 0;
+    while (start <= text.size()) {
+        std::size_t end = text.find('\n', start);
+        if (end == std::string::npos) end = text.size();
+        const std::string line = text.substr(start, end - start);
+        start = end + 1;
+        if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
+        GstCaps* parsed = gst_caps_from_string(line.c_str());
+        if (parsed == nullptr) {
+            bad_line = line;
+            return nullptr;
+        }
+        gst_caps_append(caps.get(), parsed);
+    }
+    return caps.release();
+}
 
 GstCaps* default_camera_caps() { return gst_caps_from_string(kDefaultCaps); }
 

@@ -14,10 +14,10 @@
 
 namespace zelt::vcam {
 
-/// Which GObject type the camera's device object has.
-enum class DeviceKind {
-    Default,         ///< ZeltVcamDevice
-    MediaFoundation  ///< GstMFDevice, as the Media Foundation provider would report it
+/// Which of the plug-in's two providers offers the camera.
+enum class ProviderRole {
+    Main,   ///< zeltvcamdeviceprovider
+    Hiding  ///< zeltvcamhidingprovider, which hides the main provider while it offers cameras
 };
 
 /// One camera as described; immutable once made and shared between the provider's table,
@@ -25,7 +25,15 @@ enum class DeviceKind {
 struct VirtualCamera {
     std::string id;    ///< what "remove-camera" names; the "id" member, else the name
     std::string name;  ///< display name of the device
-    DeviceKind kind = DeviceKind::Default;
+    /// GObject type name of the device; empty: ZeltVcamDevice. Any other name is registered
+    /// as a subclass of ZeltVcamDevice (GstMFDevice, GstV4l2Device, ...).
+    std::string device_type;
+    std::string device_class = "Video/Source";  ///< the device class text
+    /// What gst_device_get_properties() returns; null: no properties structure at all.
+    /// Unset in a description: the provider's own ("device.api", "zelt-vcam.id", the paths).
+    gst_support::StructurePtr properties;
+    bool default_properties = true;  ///< the description did not say what its properties are
+    ProviderRole provider = ProviderRole::Main;
     std::optional<std::string> path;         ///< property "path"; nullopt: it yields NULL
     std::optional<std::string> device_path;  ///< property "device-path"; likewise
     gst_support::CapsPtr caps;               ///< the device's caps, structures as written
@@ -56,6 +64,11 @@ bool parse_cameras_json(const std::string& text, bool allow_single, CameraList& 
 /// default cameras when it is a decimal count; else the cameras of the JSON file it names.
 /// A file that cannot be read or parsed yields no cameras and sets `error`.
 CameraList cameras_from_environment(std::string& error);
+
+/// Parses caps as a device monitor prints them: every non-blank line of `text` holds one or
+/// more structures (a trailing ';' of the older print style is allowed). The structures are
+/// appended in order, not merged. Null when a line is not valid caps. (transfer full)
+GstCaps* caps_from_monitor_text(const std::string& text, std::string& bad_line);
 
 /// The text that the element puts into its unplug error: the device path, else the path,
 /// else the name.

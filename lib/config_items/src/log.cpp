@@ -6,6 +6,7 @@
 #include <boost/log/attributes/constant.hpp>
 #include <boost/log/core.hpp>
 #include <boost/log/expressions.hpp>
+#include <boost/log/expressions/formatters/if.hpp>
 #include <boost/log/sinks/sync_frontend.hpp>
 #include <boost/log/sinks/text_ostream_backend.hpp>
 #include <boost/log/utility/setup/common_attributes.hpp>
@@ -24,6 +25,7 @@ constexpr const char* kSetupMarker = "ZeltLogSetup";
 
 BOOST_LOG_ATTRIBUTE_KEYWORD(severity_kw, "Severity", UniLogSeverityLevel)
 BOOST_LOG_ATTRIBUTE_KEYWORD(channel_kw, "Channel", std::string)
+BOOST_LOG_ATTRIBUTE_KEYWORD(camera_kw, "Camera", std::string)
 
 }  // namespace
 
@@ -60,8 +62,12 @@ void setLevel(UniLogSeverityLevel level) {
         backend->add_stream(boost::shared_ptr<std::ostream>(&std::clog, boost::null_deleter()));
         backend->auto_flush(true);
         auto sink = boost::make_shared<logging::sinks::synchronous_sink<Backend>>(backend);
-        sink->set_formatter(logging::expressions::stream << "[" << channel_kw << "] " << severity_kw
-                                                         << ": " << logging::expressions::smessage);
+        namespace expr = logging::expressions;
+        sink->set_formatter(expr::stream
+                            << "[" << channel_kw << "] " << severity_kw << ": "
+                            << expr::if_(expr::has_attr(
+                                   camera_kw))[expr::stream << "[camera " << camera_kw << "] "]
+                            << expr::smessage);
         core->add_sink(sink);
     }
     core->set_filter(!logging::expressions::has_attr(severity_kw) || severity_kw >= level);
@@ -75,6 +81,21 @@ void initialise() {
 Logger makeLogger(const char* channel) {
     initialise();
     return Logger(boost::log::keywords::channel = std::string(channel));
+}
+
+std::string cameraText(const std::string& name, const std::string& path) {
+    return "'" + name + "' at " + path;
+}
+
+ScopedCamera::ScopedCamera(const std::string& name, const std::string& path) {
+    const auto added = boost::log::core::get()->add_thread_attribute(
+        kCameraAttribute, boost::log::attributes::constant<std::string>(cameraText(name, path)));
+    m_attribute = added.first;
+    m_added = added.second;
+}
+
+ScopedCamera::~ScopedCamera() {
+    if (m_added) boost::log::core::get()->remove_thread_attribute(m_attribute);
 }
 
 }  // namespace uni::log

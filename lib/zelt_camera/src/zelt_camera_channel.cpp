@@ -60,10 +60,12 @@ void CameraChannel::initializeFromDevice(GstDevice* device) {
     gst_support::GCharPtr display_name(gst_device_get_display_name(device));
     const std::string name = display_name ? display_name.get() : "";
     const std::string type_name = G_OBJECT_TYPE_NAME(device);
-    m_caps_controller->update(device);
     // Unlike discovery's key, an empty "path" falls back to "device-path" here.
     std::string path = device_string_property(device, "path").value_or(std::string());
     if (path.empty()) path = device_string_property(device, "device-path").value_or(std::string());
+    // Read before the modes so that what the caps controller logs names this camera.
+    const uni::log::ScopedCamera camera(name, path);
+    m_caps_controller->update(device);
     initialize(name, path, type_name);
     if (!m_path.empty()) setupPipeline();
 }
@@ -302,6 +304,7 @@ bool CameraChannel::hasError() const {
 // call; the error state is kept all the same.
 void CameraChannel::reportError(const char* message_template, const std::string& argument) {
     clearError();
+    const uni::log::ScopedCamera camera(m_name, m_path);
     UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
         << zelt::ErrorMessage(kSourceTag, message_template, argument).text();
     {

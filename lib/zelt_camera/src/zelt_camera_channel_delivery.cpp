@@ -90,6 +90,7 @@ GstFlowReturn CameraChannel::handlePreroll(GstAppSink* sink) {
 
     std::uint32_t fourcc = 0;
     const PixelFormatInfo* format_info = nullptr;
+    const uni::log::ScopedCamera camera(m_name, m_path);
     try {
         fourcc = fourcc_from_string(m_format);
         format_info = &pixel_format_info(fourcc);

@@ -102,6 +102,7 @@ bool CameraChannel::startPipeline() {
     if (!m_pipeline) return false;
     if (pipelineRunning()) return true;
 
+    const uni::log::ScopedCamera camera(m_name, m_path);
     if (m_bus_gate) {
         std::lock_guard<std::mutex> lock(m_bus_gate->mutex);
         if (m_bus_gate->owner.expired()) m_bus_gate->owner = weak_from_this();
@@ -158,6 +159,7 @@ void CameraChannel::stopPipeline() {
         return;
     }
 
+    const uni::log::ScopedCamera camera(m_name, m_path);
     UNI_LOG(unilogger_zelt_plugin_camera, ULS_INFO) << "Stopping camera " << m_name;
     m_pipeline_started.store(false, std::memory_order_relaxed);
 

@@ -18,6 +18,15 @@ std::string get_device_path(GstDevice* device) {
     return device_string_property(device, "device-path").value_or(std::string());
 }
 
+std::string device_provider_name(GstDevice* device) {
+    // A started provider parents the devices it announces.
+    const gst_support::ObjectPtr<GstObject> parent(gst_object_get_parent(GST_OBJECT(device)));
+    if (!parent || !GST_IS_DEVICE_PROVIDER(parent.get())) return {};
+    GstDeviceProviderFactory* factory =
+        gst_device_provider_get_factory(GST_DEVICE_PROVIDER(parent.get()));
+    return factory != nullptr ? GST_OBJECT_NAME(factory) : std::string();
+}
+
 std::pair<std::string, std::string> make_device_key(const std::string& path) {
     const auto hash = path.rfind('#');
     if (hash == std::string::npos) return {path, {}};

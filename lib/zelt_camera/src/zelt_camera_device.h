@@ -17,6 +17,10 @@ std::optional<std::string> device_string_property(GstDevice* device, const char*
 /// "device-path"; else empty. An empty but present "path" is taken as it is.
 std::string get_device_path(GstDevice* device);
 
+/// Name of the device provider factory whose started provider announced the device; empty
+/// for a device that no provider holds (a probed one).
+std::string device_provider_name(GstDevice* device);
+
 /// Splits a device path at its last '#': (key, interface-class suffix). A path without '#' is
 /// its own key with an empty suffix. Two providers reporting one camera yield one key.
 std::pair<std::string, std::string> make_device_key(const std::string& path);

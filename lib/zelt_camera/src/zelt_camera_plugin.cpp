@@ -25,6 +25,11 @@ constexpr const char* kSource = "lib/zelt_camera/src/zelt_camera_plugin";
 // same camera.
 constexpr const char* kMediaFoundationDeviceType = "GstMFDevice";
 
+// Why a device the monitor reports is not offered (detail log, once per device).
+constexpr const char* kLeftOutNoPath = "it has neither \"path\" nor \"device-path\"";
+constexpr const char* kLeftOutNoPipeline = "its capture pipeline could not be built";
+constexpr const char* kLeftOutDuplicate = "another provider reports the same camera";
+
 // The topology service's identifier, built from its bytes when the library is loaded.
 const tsa::Uuid kTopologyServiceId = zelt::kSystemTopologyServiceId;
 
@@ -112,6 +117,10 @@ bool CameraPlugin::startDeviceMonitoring() {
         UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR) << "Could not create a device monitor";
         return true;
     }
+    // Hidden providers too: PipeWire's and libcamera's providers hide v4l2's, whose devices
+    // are the only ones with a device path on such a desktop. A camera that two providers
+    // report is taken once by its key.
+    gst_device_monitor_set_show_all_devices(m_device_monitor.get(), TRUE);
 
     gst_support::CapsPtr raw_video(gst_caps_new_empty_simple("video/x-raw"));
     gst_device_monitor_add_filter(m_device_monitor.get(), "Video/Source", raw_video.get());
@@ -167,6 +176,7 @@ void CameraPlugin::deinit() {
             gst_device_monitor_stop(m_device_monitor.get());
             m_device_monitor.reset();
         }
+        m_left_out_devices.clear();
     }
     removeAllChannels();
 }
@@ -191,6 +201,7 @@ void CameraPlugin::enumerateDevices(std::vector<std::shared_ptr<CameraChannel>>&
     UNI_LOG(unilogger_zelt_plugin_camera, ULS_DETAIL) << "Enumerating available GStreamer devices";
 
     std::vector<gst_support::DevicePtr> taken;
+    std::vector<std::pair<gst_support::DevicePtr, const char*>> left_out;
     {
         GList* devices =
             m_device_monitor ? gst_device_monitor_get_devices(m_device_monitor.get()) : nullptr;
@@ -201,6 +212,7 @@ void CameraPlugin::enumerateDevices(std::vector<std::shared_ptr<CameraChannel>>&
             const std::string type_name = G_OBJECT_TYPE_NAME(device);
             gst_support::GCharPtr display_name(gst_device_get_display_name(device));
             const std::string path = get_device_path(device);
+            const uni::log::ScopedCamera camera(display_name ? display_name.get() : "", path);
             UNI_LOG(unilogger_zelt_plugin_camera, ULS_DEBUG)
                 << "  found '" << type_name << "' with name '"
                 << (display_name ? display_name.get() : "") << "' at " << path;
@@ -215,8 +227,10 @@ void CameraPlugin::enumerateDevices(std::vector<std::shared_ptr<CameraChannel>>&
             for (GList* item = devices; item != nullptr; item = item->next) {
                 GstDevice* device = GST_DEVICE(item->data);
                 if (std::string(G_OBJECT_TYPE_NAME(device)) != kMediaFoundationDeviceType) continue;
-                if (!keys_seen.insert(make_device_key(get_device_path(device)).first).second)
+                if (!keys_seen.insert(make_device_key(get_device_path(device)).first).second) {
+                    left_out.emplace_back(gst_support::refObject(device), kLeftOutDuplicate);
                     continue;
+                }
                 taken.push_back(gst_support::refObject(device));
             }
         }
@@ -271,12 +285,19 @@ void CameraPlugin::enumerateDevices(std::vector<std::shared_ptr<CameraChannel>>&
             // A device whose modes cannot be read (a mode without width or height) is not
             // offered; the other cameras are.
             gst_support::GCharPtr name(gst_device_get_display_name(device.get()));
+            const uni::log::ScopedCamera camera(name ? name.get() : "",
+                                                get_device_path(device.get()));
             UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
                 << "Could not initialize camera '" << (name ? name.get() : "")
                 << "': " << error.what();
             continue;
         }
-        if (!channel->isValid()) continue;
+        if (!channel->isValid()) {
+            left_out.emplace_back(
+                gst_support::refObject(device.get()),
+                get_device_path(device.get()).empty() ? kLeftOutNoPath : kLeftOutNoPipeline);
+            continue;
+        }
         if (frame_counters) channel->createCounterChannel();
         // A camera that comes after the host handed over its time base stamps on it too. The
         // channel gets it outside the map's mutex (the channel's delivery mutex is never taken
@@ -295,6 +316,28 @@ void CameraPlugin::enumerateDevices(std::vector<std::shared_ptr<CameraChannel>>&
         }
         ++next_index;
     }
+    reportLeftOutDevices(left_out);
+}
+
+void CameraPlugin::reportLeftOutDevices(
+    const std::vector<std::pair<gst_support::DevicePtr, const char*>>& left_out) {
+    std::vector<gst_support::DevicePtr> still_left_out;
+    for (const auto& [device, reason] : left_out) {
+        bool reported = false;
+        for (const auto& known : m_left_out_devices) reported = reported || known == device;
+        if (!reported) {
+            gst_support::GCharPtr name(gst_device_get_display_name(device.get()));
+            const std::string provider = device_provider_name(device.get());
+            const uni::log::ScopedCamera camera(name ? name.get() : "",
+                                                get_device_path(device.get()));
+            UNI_LOG(unilogger_zelt_plugin_camera, ULS_DETAIL)
+                << "Left out device '" << (name ? name.get() : "") << "' of provider '"
+                << (provider.empty() ? "unknown" : provider) << "' ('"
+                << G_OBJECT_TYPE_NAME(device.get()) << "'): " << reason;
+        }
+        still_left_out.push_back(gst_support::refObject(device.get()));
+    }
+    m_left_out_devices = std::move(still_left_out);
 }
 
 bool CameraPlugin::hasChannelsChanged() { return false; }

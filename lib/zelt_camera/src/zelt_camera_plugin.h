@@ -84,6 +84,9 @@ public:
     static gboolean onDeviceMonitorMessage(GstBus* bus, GstMessage* message, gpointer plugin);
 
 private:
+    /// Logs, at detail level, each left-out device with the reason, once while it stays out.
+    void reportLeftOutDevices(
+        const std::vector<std::pair<gst_support::DevicePtr, const char*>>& left_out);
     /// Enumerates the monitor's devices and brings m_channels in line; under m_mutex. Adds
     /// the channels it removes to `removed`, for the caller to tear down once the lock is
     /// released (also when the enumeration ends with an exception).
@@ -110,6 +113,8 @@ private:
     gst_support::DeviceMonitorPtr m_device_monitor;
     gst_support::BusPtr m_device_monitor_bus;
     guint m_device_monitor_watch = 0;
+    /// Devices the last enumeration left out, each said once in the log while it stays out.
+    std::vector<gst_support::DevicePtr> m_left_out_devices;
     bool m_acquisition_running = false;
     // Gates getTimeBaseProvider and setTimeSource. Never cleared: the camera offers no time
     // base of its own to the host and always takes the host's.

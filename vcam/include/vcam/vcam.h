@@ -34,6 +34,10 @@
 #define ZELT_VCAM_PLUGIN_NAME "zeltvcam"
 /// Name of the device provider factory.
 #define ZELT_VCAM_PROVIDER_NAME "zeltvcamdeviceprovider"
+/// Name of the second device provider factory: it offers the cameras described with
+/// "provider": "hiding" and, while it offers any, hides the main provider from device
+/// monitors that do not show all devices (as PipeWire's and libcamera's providers hide v4l2's).
+#define ZELT_VCAM_HIDING_PROVIDER_NAME "zeltvcamhidingprovider"
 /// Name of the source element factory that the devices create.
 #define ZELT_VCAM_ELEMENT_NAME "zeltvcamsrc"
 /// GObject type name of an ordinary virtual camera device.

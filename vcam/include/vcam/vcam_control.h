@@ -34,13 +34,21 @@ namespace zelt::vcam {
 
 /// One camera as the JSON format describes it (docs/virtual-cameras.md).
 struct CameraDescription {
-    std::string name;                 ///< display name (required)
-    std::optional<std::string> id;    ///< what removeCamera names; the name when absent
-    bool media_foundation = false;    ///< device type name "GstMFDevice" instead of the default
-    std::optional<std::string> path;  ///< property "path"; absent: NULL
+    std::string name;               ///< display name (required)
+    std::optional<std::string> id;  ///< what removeCamera names; the name when absent
+    bool media_foundation = false;  ///< device type name "GstMFDevice" instead of the default
+    /// GObject type name of the device (overrides media_foundation); absent: the default.
+    std::optional<std::string> device_type;
+    std::optional<std::string> device_class;  ///< class text; absent: "Video/Source"
+    /// The properties structure as a JSON object text ("{\"device.api\": \"v4l2\"}") or
+    /// "null" for none; absent: the provider's own.
+    std::optional<std::string> properties_json;
+    bool hiding_provider = false;            ///< offered by the provider that hides the main one
+    std::optional<std::string> path;         ///< property "path"; absent: NULL
     std::optional<std::string> device_path;  ///< property "device-path"; absent: NULL
-    /// Caps strings, one or more structures each, kept as written; absent: the default
-    /// camera's modes. An empty vector is a camera without modes.
+    /// Caps strings, one or more structures each (a string may hold several lines, as the
+    /// device monitor prints them), kept as written; absent: the default camera's modes. An
+    /// empty vector is a camera without modes.
     std::optional<std::vector<std::string>> caps;
     bool benchmark = false;
     bool fail_link = false;
@@ -87,8 +95,15 @@ inline std::string jsonQuote(const std::string& text) {
 inline std::string CameraDescription::toJson() const {
     std::string json = "{\"name\": " + jsonQuote(name);
     if (id) json += ", \"id\": " + jsonQuote(*id);
-    json += std::string(", \"device_type\": ") +
-            (media_foundation ? "\"" ZELT_VCAM_MF_DEVICE_TYPE_NAME "\"" : "\"default\"");
+    if (device_type) {
+        json += ", \"device_type\": " + jsonQuote(*device_type);
+    } else {
+        json += std::string(", \"device_type\": ") +
+                (media_foundation ? "\"" ZELT_VCAM_MF_DEVICE_TYPE_NAME "\"" : "\"default\"");
+    }
+    if (device_class) json += ", \"class\": " + jsonQuote(*device_class);
+    if (properties_json) json += ", \"properties\": " + *properties_json;
+    if (hiding_provider) json += ", \"provider\": \"hiding\"";
     if (path) json += ", \"path\": " + jsonQuote(*path);
     if (device_path) json += ", \"device_path\": " + jsonQuote(*device_path);
     if (caps) {
@@ -142,15 +157,17 @@ inline void useCameras(const std::string& path, const std::vector<CameraDescript
 /// Unsets ZELT_VIRTUAL_CAMERAS.
 inline void clearEnvironmentCameras() { g_unsetenv(ZELT_VCAM_ENVIRONMENT_VARIABLE); }
 
-/// The provider instance of this process, reached through the registry, and its action
-/// signals. Requires gst_init and the plug-in registered (either route).
+/// One provider instance of this process (the main one unless `provider_name` names the
+/// hiding one), reached through the registry, and its action signals. Requires gst_init and
+/// the plug-in registered (either route). A camera is offered only by the provider its
+/// description names: add a `hiding_provider` camera through the hiding provider's control.
 class ProviderControl {
 public:
-    /// Throws std::runtime_error when no provider factory of the plug-in is registered.
-    ProviderControl()
-        : m_provider(gst_device_provider_factory_get_by_name(ZELT_VCAM_PROVIDER_NAME)) {
+    /// Throws std::runtime_error when no such provider factory is registered.
+    explicit ProviderControl(const char* provider_name = ZELT_VCAM_PROVIDER_NAME)
+        : m_provider(gst_device_provider_factory_get_by_name(provider_name)) {
         if (!m_provider) {
-            throw std::runtime_error("no device provider '" ZELT_VCAM_PROVIDER_NAME
+            throw std::runtime_error(std::string("no device provider '") + provider_name +
                                      "': is the plug-in on GST_PLUGIN_PATH or registered?");
         }
     }

@@ -11,14 +11,16 @@
 
 namespace zelt::vcam {
 
-/// Ranks every device provider factory except `keep` to GST_RANK_NONE, in this process only.
-/// Requires gst_init. Returns how many were ranked out.
+/// Ranks every device provider factory except `keep` and the virtual cameras' own providers
+/// to GST_RANK_NONE, in this process only. Requires gst_init. Returns how many were ranked out.
 inline int rankOutOtherDeviceProviders(const char* keep = ZELT_VCAM_PROVIDER_NAME) {
     int ranked_out = 0;
     GList* factories = gst_device_provider_factory_list_get_device_providers(GST_RANK_NONE);
     for (GList* item = factories; item != nullptr; item = item->next) {
         GstPluginFeature* feature = GST_PLUGIN_FEATURE(item->data);
         if (g_strcmp0(gst_plugin_feature_get_name(feature), keep) == 0) continue;
+        if (g_strcmp0(gst_plugin_feature_get_plugin_name(feature), ZELT_VCAM_PLUGIN_NAME) == 0)
+            continue;
         gst_plugin_feature_set_rank(feature, GST_RANK_NONE);
         ++ranked_out;
     }

@@ -7,6 +7,7 @@
 // unset, records from "warning" up are written to standard error.
 #pragma once
 
+#include <boost/log/attributes/attribute_set.hpp>
 #include <boost/log/sources/global_logger_storage.hpp>
 #include <boost/log/sources/record_ostream.hpp>
 #include <boost/log/sources/severity_channel_logger.hpp>
@@ -49,6 +50,27 @@ void initialise();
 
 /// Builds a logger for `channel`, after initialise().
 Logger makeLogger(const char* channel);
+
+/// Name of the attribute that says which camera a record is about; the console output prints
+/// it in brackets in front of the message, which stays as it is.
+inline constexpr const char* kCameraAttribute = "Camera";
+
+/// The camera attribute's text: "'name' at path".
+std::string cameraText(const std::string& name, const std::string& path);
+
+/// While it lives, every record written on this thread carries the camera attribute of `name`
+/// and `path`. An inner scope on a thread that already names a camera leaves the outer one.
+class ScopedCamera {
+public:
+    ScopedCamera(const std::string& name, const std::string& path);
+    ~ScopedCamera();
+    ScopedCamera(const ScopedCamera&) = delete;
+    ScopedCamera& operator=(const ScopedCamera&) = delete;
+
+private:
+    boost::log::attribute_set::iterator m_attribute;
+    bool m_added = false;
+};
 
 }  // namespace uni::log
 
