@@ -49,6 +49,12 @@ configure_file("${PROJECT_SOURCE_DIR}/cmake/zelt-camera.pc.in"
 install(FILES "${ZELT_PACKAGING_DIR}/zelt-camera.pc"
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT dev)
 
+# The minimal host, the starting point a host developer copies.
+install(FILES "${PROJECT_SOURCE_DIR}/examples/minimal-host/CMakeLists.txt"
+              "${PROJECT_SOURCE_DIR}/examples/minimal-host/main.cpp"
+  DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/zelt-camera-dev/examples/minimal-host"
+  COMPONENT dev)
+
 # --- Debian packages --------------------------------------------------------------------------
 
 set(ZELT_PACKAGE_MAINTAINER "zelt-camera maintainers <zelt-camera@example.org>" CACHE STRING

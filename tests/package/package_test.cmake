@@ -2,9 +2,10 @@
 #   build       cpack builds the three packages of BUILD_DIR into SCRATCH/debs and dpkg-deb
 #               unpacks them into SCRATCH/root; checks their names, versions and dependencies
 #   lintian     lintian reports no error on the packages
-#   host        the minimal host, configured against SCRATCH/root alone, records 30 frames of a
-#               virtual camera with increasing stamps and 12-byte headers
-#   pkg_config  the minimal host compiles and links with the pkg-config module alone
+#   host        the minimal host as zelt-camera-dev ships it, configured against SCRATCH/root
+#               alone, records 30 frames of a virtual camera with increasing stamps and
+#               12-byte headers
+#   pkg_config  the shipped minimal host compiles and links with the pkg-config module alone
 #   tool        the unpacked zelt-camera finds the unpacked plug-in and virtual cameras with no
 #               environment variable
 # Called by ctest with SOURCE_DIR, BUILD_DIR, SCRATCH, VERSION, BINDIR, LIBDIR, PLUGINDIR, CPACK,
@@ -12,6 +13,7 @@
 set(debs "${SCRATCH}/debs")
 set(root "${SCRATCH}/root")
 set(packages zelt-camera gstreamer1.0-zelt-vcam zelt-camera-dev)
+set(example "${root}/usr/share/doc/zelt-camera-dev/examples/minimal-host")
 # Whatever the calling shell points at must not reach a step: only the scratch root counts.
 set(clean_env "${CMAKE_COMMAND}" -E env --unset=GST_PLUGIN_PATH --unset=ZELT_CAMERA_PLUGIN
   --unset=ZELT_VIRTUAL_CAMERAS --unset=CMAKE_PREFIX_PATH --unset=PKG_CONFIG_PATH
@@ -82,7 +84,9 @@ if(STEP STREQUAL "build")
       "usr/include/zelt-camera/config_items/config_items.h"
       "usr/${LIBDIR}/libzelt_config_items.a"
       "usr/${LIBDIR}/cmake/ZeltCamera/ZeltCameraConfig.cmake"
-      "usr/${LIBDIR}/pkgconfig/zelt-camera.pc")
+      "usr/${LIBDIR}/pkgconfig/zelt-camera.pc"
+      "usr/share/doc/zelt-camera-dev/examples/minimal-host/main.cpp"
+      "usr/share/man/man1/zelt-camera.1.gz")
     if(NOT EXISTS "${root}/${installed}")
       message(FATAL_ERROR "no package holds /${installed}")
     endif()
@@ -100,7 +104,7 @@ elseif(STEP STREQUAL "lintian")
 elseif(STEP STREQUAL "host")
   set(host_build "${SCRATCH}/minimal-host")
   file(REMOVE_RECURSE "${host_build}")
-  run(${clean_env} "${CMAKE_COMMAND}" -S "${SOURCE_DIR}/examples/minimal-host" -B "${host_build}"
+  run(${clean_env} "${CMAKE_COMMAND}" -S "${example}" -B "${host_build}"
     -G "${GENERATOR}" "-DCMAKE_MAKE_PROGRAM=${MAKE_PROGRAM}" "-DCMAKE_PREFIX_PATH=${root}/usr")
   file(STRINGS "${host_build}/CMakeCache.txt" package_dir REGEX "^ZeltCamera_DIR:")
   if(NOT package_dir STREQUAL "ZeltCamera_DIR:PATH=${root}/usr/${LIBDIR}/cmake/ZeltCamera")
@@ -115,8 +119,9 @@ elseif(STEP STREQUAL "host")
     file(READ "${command_file}" text)
     string(APPEND output "${text}")
   endforeach()
-  foreach(tree "${SOURCE_DIR}/sdk" "${SOURCE_DIR}/lib" "${BUILD_DIR}/lib" "${BUILD_DIR}/vcam"
-      "${BUILD_DIR}/bin")
+  foreach(tree "${SOURCE_DIR}/sdk" "${SOURCE_DIR}/lib" "${SOURCE_DIR}/host" "${SOURCE_DIR}/cmake"
+      "${SOURCE_DIR}/examples" "${BUILD_DIR}/lib" "${BUILD_DIR}/vcam" "${BUILD_DIR}/bin"
+      "${BUILD_DIR}/packaging")
     string(FIND "${output}" "${tree}" at)
     if(NOT at EQUAL -1)
       message(FATAL_ERROR "the minimal host was built with ${tree}:\n${output}")
@@ -185,7 +190,7 @@ elseif(STEP STREQUAL "pkg_config")
   string(STRIP "${output}" flags)
   separate_arguments(flags UNIX_COMMAND "${flags}")
   run("${CXX}" -std=c++17 "-DZELT_CAMERA_PLUGIN=\"${plugin}\""
-    "${SOURCE_DIR}/examples/minimal-host/main.cpp" ${flags} -ldl
+    "${example}/main.cpp" ${flags} -ldl
     -o "${SCRATCH}/minimal-host-pkg-config")
 
 elseif(STEP STREQUAL "tool")
