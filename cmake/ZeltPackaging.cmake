@@ -65,7 +65,9 @@ set(ZELT_DEB_DEV zelt-camera-dev)
 
 # Every package carries the copyright file and the changelog in /usr/share/doc/<package>/.
 # The packages are native (no Debian revision): the changelog is changelog.gz, compressed
-# without a time stamp so that two builds give the same bytes.
+# without a time stamp so that two builds give the same bytes. The top entry of
+# cmake/debian/changelog.in carries the project() version: a release writes its own entry on
+# top of the earlier ones, whose versions are then spelled out.
 configure_file("${PROJECT_SOURCE_DIR}/cmake/debian/changelog.in"
   "${ZELT_PACKAGING_DIR}/changelog" @ONLY)
 execute_process(COMMAND gzip -9nc "${ZELT_PACKAGING_DIR}/changelog"
