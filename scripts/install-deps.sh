@@ -14,6 +14,7 @@ packages=(
   libpugixml-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   ffmpeg
+  dpkg-dev file lintian
   "$@"
 )
 

@@ -1,7 +1,7 @@
 # Installs the build into PREFIX and runs the installed tool:
 #   PREFIX/bin/zelt-camera --virtual list --json
 # must list "Virtual Camera 0" through the plug-in installed in PREFIX, finding the virtual
-# camera plug-in installed there too. Called by ctest with BUILD_DIR, PREFIX, BINDIR, LIBDIR.
+# camera plug-in installed there too. Called by ctest with BUILD_DIR, PREFIX, BINDIR, LIBDIR, PLUGINDIR.
 file(REMOVE_RECURSE "${PREFIX}")
 execute_process(COMMAND "${CMAKE_COMMAND}" --install "${BUILD_DIR}" --prefix "${PREFIX}"
   RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -11,7 +11,7 @@ endif()
 
 foreach(installed
     "${BINDIR}/zelt-camera"
-    "${LIBDIR}/zelt-camera/libzelt_camera.so"
+    "${PLUGINDIR}/libzelt_camera.so"
     "${LIBDIR}/gstreamer-1.0/libgstzeltvcam.so")
   if(NOT EXISTS "${PREFIX}/${installed}")
     message(FATAL_ERROR "not installed: ${PREFIX}/${installed}")
@@ -29,7 +29,7 @@ endif()
 string(JSON plugin GET "${output}" plugin)
 string(JSON name GET "${output}" cameras 0 name)
 string(JSON count LENGTH "${output}" cameras)
-if(NOT plugin STREQUAL "${PREFIX}/${BINDIR}/../${LIBDIR}/zelt-camera/libzelt_camera.so")
+if(NOT plugin STREQUAL "${PREFIX}/${BINDIR}/../${PLUGINDIR}/libzelt_camera.so")
   message(FATAL_ERROR "the installed tool loaded '${plugin}', not the installed plug-in")
 endif()
 if(NOT count EQUAL 1 OR NOT name STREQUAL "Virtual Camera 0")

@@ -124,7 +124,7 @@ TEST(CameraPluginPathTest, InstalledLayoutIsRelativeToTheExecutable) {
     EXPECT_EQ(executableDirectory(), ZELT_TEST_BINARY_DIR);
     const std::string installed = installedCameraPluginPath();
     EXPECT_EQ(installed.rfind(executableDirectory() + "/../", 0), 0u) << installed;
-    EXPECT_TRUE(endsWith(installed, "/zelt-camera/libzelt_camera.so")) << installed;
+    EXPECT_TRUE(endsWith(installed, "/zelt/plugins/libzelt_camera.so")) << installed;
 }
 
 }  // namespace

@@ -70,8 +70,9 @@ inline constexpr const char* kCameraPluginEnvironment = "ZELT_CAMERA_PLUGIN";
 std::string defaultCameraPluginPath();
 
 /// The plug-in next to the running executable in an installed layout:
-/// <directory of the executable>/../lib/zelt-camera/libzelt_camera.so (the library directory
-/// as configured at build time). Empty when the executable's directory is unknown.
+/// <directory of the executable>/../lib/<multiarch>/zelt/plugins/libzelt_camera.so (the
+/// library directory as configured at build time). Empty when the executable's directory is
+/// unknown.
 std::string installedCameraPluginPath();
 
 /// The plug-in in the build tree this runtime was built in (an absolute path).
