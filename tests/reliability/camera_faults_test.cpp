@@ -332,7 +332,15 @@ TEST_F(CameraFaultsTest, SlowSinkDelaysItsOwnCameraWithoutLossAndLeavesTheOtherA
     std::chrono::microseconds finish_took{0};
     {
         Acquisition acquisition(*m_host, {0, 1});
-        std::this_thread::sleep_for(1s);
+        // Enough frames in the slow sink to see its lag grow, however busy the machine.
+        const auto deadline = std::chrono::steady_clock::now() + 30s;
+        while (std::chrono::steady_clock::now() < deadline) {
+            {
+                std::lock_guard<std::mutex> lock(mutex);
+                if (arrivals.size() >= 10) break;
+            }
+            std::this_thread::sleep_for(10ms);
+        }
         const auto before = std::chrono::steady_clock::now();
         acquisition.stop();
         finish_took = std::chrono::duration_cast<std::chrono::microseconds>(
