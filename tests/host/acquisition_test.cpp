@@ -176,7 +176,12 @@ TEST_F(AcquisitionTest, ChannelsThatNeverComeUpTimeOut) {
     }
     EXPECT_FALSE(acquisition.isRunning());
     EXPECT_FALSE(acquisition.report().ready);
-    EXPECT_GT(acquisition.report().ready_checks, 1u);
+    // At least one check, however busy the machine (a second one needs the poll to wake within
+    // the timeout); each of them reached the plug-in.
+    const auto slots = m_hooks.slots();
+    EXPECT_GE(acquisition.report().ready_checks, 1u);
+    EXPECT_EQ(acquisition.report().ready_checks,
+              static_cast<std::size_t>(std::count(slots.begin(), slots.end(), 23)));
     EXPECT_GE(acquisition.report().ready_after, 30ms);
     EXPECT_EQ(m_hooks.collapsedSlots(), (std::vector<int>{19, 31, 18, 17, 21, 23}));
 }
