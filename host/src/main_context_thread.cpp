@@ -97,6 +97,11 @@ bool MainContextThread::isRunning() const {
     return m_accepting;
 }
 
+std::size_t MainContextThread::queuedCount() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_jobs.size();
+}
+
 bool MainContextThread::isCurrentThread() const noexcept {
     return std::this_thread::get_id() == m_thread_id;
 }

@@ -19,6 +19,17 @@ namespace {
 
 using namespace std::chrono_literals;
 
+// Polls `condition` until it holds or a generous deadline passes.
+template <typename Condition>
+bool eventually(Condition condition) {
+    const auto deadline = std::chrono::steady_clock::now() + 20s;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
 // Sets the promise with the id of the thread that dispatched the source, once.
 gboolean reportThread(gpointer data) {
     static_cast<std::promise<std::thread::id>*>(data)->set_value(std::this_thread::get_id());
@@ -144,9 +155,12 @@ TEST(MainContextThreadTest, FunctionsQueuedBeforeStopStillRun) {
     });
     entered.get_future().wait();
     std::thread second([&] { loop.invoke([&] { ++ran; }); });
-    std::this_thread::sleep_for(50ms);
+    // Waits for each step itself: the second function is queued, then stop() has been asked
+    // (the loop no longer accepts functions) while the first still holds the loop.
+    EXPECT_TRUE(eventually([&] { return loop.queuedCount() == 1; }));
     std::thread stopper([&] { loop.stop(); });
-    std::this_thread::sleep_for(10ms);
+    EXPECT_TRUE(eventually([&] { return !loop.isRunning(); }));
+    EXPECT_EQ(ran.load(), 0);
     release.set_value();
     first.join();
     second.join();

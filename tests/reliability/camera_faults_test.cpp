@@ -1,5 +1,6 @@
 // Camera faults during acquisition, as the host sees them: what the faulty camera answers, and
 // that the other cameras and the host go on unharmed.
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -294,16 +295,18 @@ TEST_F(CameraFaultsTest, Yv12IsOfferedButItsStartFailsAndTheOtherCameraDelivers)
     EXPECT_EQ(text(0, "FrameFormat"), "YV12");
     EXPECT_EQ(text(0, "FrameWidth"), "64 pixel");
     EXPECT_EQ(text(0, "Valid"), "0");
-    // The failed preroll ends the stream: the start fails. Whether the bus error is reported
-    // first depends on whether the main context dispatches it before the failed start sets the
-    // pipeline to NULL (which flushes the bus); the start's error is the one left posted.
+    // The failed preroll ends the stream: the start fails and posts its error. The stream's
+    // error also reaches the bus; whether the main context reports it, and before or after the
+    // start's, depends on when it dispatches the message against the failed start setting the
+    // pipeline to NULL (which flushes the bus). One error is left posted, either of the two.
+    const std::string start_failed = "Could not start camera Planar cam";
+    const std::string bus_error = "Camera bus received an error: Internal data stream error.";
     const auto posted = m_host->exceptions().posted();
     ASSERT_EQ(posted.size(), 1u);
-    EXPECT_EQ(posted[0].text, "Could not start camera Planar cam");
-    for (const auto& text : posted_texts(*m_host))
-        EXPECT_TRUE(text == "Could not start camera Planar cam" ||
-                    text == "Camera bus received an error: Internal data stream error.")
-            << text;
+    EXPECT_TRUE(posted[0].text == start_failed || posted[0].text == bus_error) << posted[0].text;
+    const auto texts = posted_texts(*m_host);
+    EXPECT_NE(std::find(texts.begin(), texts.end(), start_failed), texts.end());
+    for (const auto& text : texts) EXPECT_TRUE(text == start_failed || text == bus_error) << text;
 }
 
 TEST_F(CameraFaultsTest, SlowSinkDelaysItsOwnCameraWithoutLossAndLeavesTheOtherAlone) {
@@ -332,7 +335,15 @@ TEST_F(CameraFaultsTest, SlowSinkDelaysItsOwnCameraWithoutLossAndLeavesTheOtherA
     std::chrono::microseconds finish_took{0};
     {
         Acquisition acquisition(*m_host, {0, 1});
-        std::this_thread::sleep_for(1s);
+        // Enough frames in the slow sink to see its lag grow, however busy the machine.
+        const auto deadline = std::chrono::steady_clock::now() + 30s;
+        while (std::chrono::steady_clock::now() < deadline) {
+            {
+                std::lock_guard<std::mutex> lock(mutex);
+                if (arrivals.size() >= 10) break;
+            }
+            std::this_thread::sleep_for(10ms);
+        }
         const auto before = std::chrono::steady_clock::now();
         acquisition.stop();
         finish_took = std::chrono::duration_cast<std::chrono::microseconds>(

@@ -2,6 +2,7 @@
 // report recorded: for what a host cannot see through the plug-in's interfaces.
 #pragma once
 
+#include <gst/app/gstappsink.h>
 #include <gst/gst.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -63,6 +64,28 @@ protected:
         m_channel->setSampleSink(std::move(sink));
         m_channel->setTimeSource(m_time_source);
         return m_channel->prepareAcquisition();
+    }
+
+    /// Polls `condition` until it holds or a generous deadline passes: for what the streaming
+    /// thread does on its own time.
+    template <typename Condition>
+    static bool eventually(Condition condition, std::chrono::milliseconds deadline = 20s) {
+        const auto end = std::chrono::steady_clock::now() + deadline;
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() >= end) return false;
+            std::this_thread::sleep_for(5ms);
+        }
+        return true;
+    }
+
+    /// Takes the channel's callbacks off its own appsink: the pipeline plays and the sink
+    /// prerolls by itself, but the channel never sees a frame, as with a camera whose first
+    /// frame has not come yet. Returns the sink.
+    gst_support::ElementPtr silenceOwnSink() {
+        gst_support::ElementPtr sink(gst_bin_get_by_name(GST_BIN(m_channel->pipeline()), "asink"));
+        GstAppSinkCallbacks none{};
+        gst_app_sink_set_callbacks(GST_APP_SINK(sink.get()), &none, nullptr, nullptr);
+        return sink;
     }
 
     GstState pipelineState() const {

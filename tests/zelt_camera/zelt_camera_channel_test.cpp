@@ -2,6 +2,11 @@
 #include <gst/app/gstappsink.h>
 #include <gst/app/gstappsrc.h>
 
+#include <atomic>
+#include <cstdint>
+#include <thread>
+#include <vector>
+
 #include "config_items/config_items.h"
 #include "zelt_camera_channel_fixture.h"
 
@@ -10,6 +15,55 @@ namespace {
 
 constexpr const char* kSmall =
     "video/x-raw, format=YUY2, width=64, height=48, framerate=100/1, pixel-aspect-ratio=1/1";
+
+constexpr std::size_t kSmallFrameBytes = 64 * 48 * 2;  // YUY2
+
+/// Frames of the test's own making for a channel: an appsrc into an appsink whose callbacks
+/// are the channel's, as its own pipeline's are. The channel's pipeline still gives the
+/// running time (its sink's callbacks are taken away, so its camera never reaches the
+/// channel); every frame here carries its number in its first pixel byte.
+class FrameFeed {
+public:
+    explicit FrameFeed(CameraChannel& channel)
+        : m_pipeline(
+              gst_parse_launch("appsrc name=src format=time "
+                               "caps=video/x-raw,format=YUY2,width=64,height=48,framerate=100/1,"
+                               "pixel-aspect-ratio=1/1 ! appsink name=sink sync=false",
+                               nullptr)) {
+        gst_support::ElementPtr sink(gst_bin_get_by_name(GST_BIN(m_pipeline.get()), "sink"));
+        m_src.reset(gst_bin_get_by_name(GST_BIN(m_pipeline.get()), "src"));
+        GstAppSinkCallbacks callbacks{};
+        callbacks.new_preroll = &CameraChannel::onNewPreroll;
+        callbacks.new_sample = &CameraChannel::onNewSample;
+        gst_app_sink_set_callbacks(GST_APP_SINK(sink.get()), &callbacks, &channel, nullptr);
+    }
+    ~FrameFeed() { gst_element_set_state(m_pipeline.get(), GST_STATE_NULL); }
+    FrameFeed(const FrameFeed&) = delete;
+    FrameFeed& operator=(const FrameFeed&) = delete;
+
+    /// Plays from the start: the first frame pushed afterwards is a preroll again.
+    void restart() {
+        gst_element_set_state(m_pipeline.get(), GST_STATE_NULL);
+        gst_element_set_state(m_pipeline.get(), GST_STATE_PLAYING);
+    }
+    /// Waits until the frames pushed so far have prerolled the feed's sink (and so run the
+    /// channel's preroll callback).
+    void waitForPreroll() {
+        gst_element_get_state(m_pipeline.get(), nullptr, nullptr, GST_CLOCK_TIME_NONE);
+    }
+    /// Pushes frame `number` with the presentation time `pts` (ns).
+    void push(std::uint8_t number, GstClockTime pts) {
+        GstBuffer* buffer = gst_buffer_new_allocate(nullptr, kSmallFrameBytes, nullptr);
+        gst_buffer_memset(buffer, 0, 0, kSmallFrameBytes);
+        gst_buffer_memset(buffer, 0, number, 1);
+        GST_BUFFER_PTS(buffer) = pts;
+        gst_app_src_push_buffer(GST_APP_SRC(m_src.get()), buffer);  // takes the buffer
+    }
+
+private:
+    gst_support::PipelinePtr m_pipeline;
+    gst_support::ElementPtr m_src;
+};
 
 TEST_F(CameraChannelTest, OffersItsOwnRunningTimeAsATimeBaseInNanoseconds) {
     makeChannel(camera("timebase", kSmall));
@@ -76,11 +130,13 @@ TEST_F(CameraChannelTest, SecondPrerollWithoutAStopFailsTheEmptyBufferAssertion)
     makeChannel(camera("preroll", kSmall));
     ASSERT_TRUE(start(std::make_shared<zelt::host::RecordingSampleSink>()));
     ASSERT_TRUE(m_assertions.reports().empty());
-    // Pausing a live pipeline and playing it again makes the sink preroll once more.
-    gst_element_set_state(m_channel->pipeline(), GST_STATE_PAUSED);
-    gst_element_get_state(m_channel->pipeline(), nullptr, nullptr, GST_CLOCK_TIME_NONE);
-    gst_element_set_state(m_channel->pipeline(), GST_STATE_PLAYING);
-    gst_element_get_state(m_channel->pipeline(), nullptr, nullptr, GST_CLOCK_TIME_NONE);
+    // A second preroll from a feed of the test's own: pausing the live camera and playing it
+    // again does not always make its sink preroll once more.
+    silenceOwnSink();
+    FrameFeed feed(*m_channel);
+    feed.restart();
+    feed.push(1, 0);
+    feed.waitForPreroll();
     ASSERT_TRUE(m_assertions.contains("m_image_buffer.empty()"));
     const auto reports = m_assertions.reports();
     EXPECT_EQ(reports[0].source, "lib/zelt_camera/src/zelt_camera_channel");
@@ -206,11 +262,7 @@ namespace {
 
 TEST_F(CameraChannelTest, StoppingAPipelineThatNeverDeliveredLeavesItsStateButFreesTheBuffer) {
     makeChannel(camera("silent", kSmall));
-    // Without its callbacks the sink prerolls by itself: the pipeline plays, but the channel
-    // never sees a frame, as with a camera whose first frame has not come yet.
-    gst_support::ElementPtr sink(gst_bin_get_by_name(GST_BIN(m_channel->pipeline()), "asink"));
-    GstAppSinkCallbacks none{};
-    gst_app_sink_set_callbacks(GST_APP_SINK(sink.get()), &none, nullptr, nullptr);
+    silenceOwnSink();
     ASSERT_TRUE(start(std::make_shared<zelt::host::RecordingSampleSink>()));
     ASSERT_TRUE(m_channel->pipelineStarted());
     ASSERT_FALSE(m_channel->pipelineRunning());
@@ -234,6 +286,146 @@ TEST_F(CameraChannelTest, FormatThatCannotBeDeliveredFailsTheStart) {
     EXPECT_EQ(posted[0].text, "Could not start camera yv12");
     // The format was learnt and published before the delivery refused it.
     EXPECT_EQ(config_items::toString(m_channel->getConfigItem("FrameFormat")), "YV12");
+}
+
+}  // namespace
+}  // namespace zelt_camera
+
+namespace zelt_camera {
+namespace {
+
+/// The numbers of the frames a sink received (first payload byte of each sample).
+std::vector<int> frameNumbers(const zelt::host::RecordingSampleSink& sink) {
+    std::vector<int> numbers;
+    for (const auto& sample : sink.samples())
+        numbers.push_back(sample.payload_head.empty() ? -1 : sample.payload_head[0]);
+    return numbers;
+}
+
+class CameraChannelFedTest : public CameraChannelTest {
+protected:
+    /// A channel on a camera whose own frames never reach it, started (so its pipeline
+    /// plays and gives the running time), used, with a recording sink.
+    void startSilentChannel(std::shared_ptr<zelt::IfTimeSource> time_source) {
+        makeChannel(camera("fed", kSmall));
+        silenceOwnSink();
+        m_channel->setUsed(true);
+        m_channel->setSampleSink(m_sink);
+        m_channel->setTimeSource(std::move(time_source));
+        ASSERT_TRUE(m_channel->prepareAcquisition());
+        ASSERT_TRUE(m_channel->pipelineStarted());
+    }
+    std::shared_ptr<zelt::host::RecordingSampleSink> m_sink =
+        std::make_shared<zelt::host::RecordingSampleSink>(
+            zelt::host::RecordingOptions{/*payload_head_bytes=*/1, /*keep_bytes=*/false});
+};
+
+TEST_F(CameraChannelTest, StartingTwiceWhileWaitingForTheFirstFrameRunsTheFullStartTwice) {
+    makeChannel(camera("waiting", kSmall));
+    const gst_support::ElementPtr sink = silenceOwnSink();
+    ASSERT_TRUE(start(std::make_shared<zelt::host::RecordingSampleSink>()));
+    ASSERT_TRUE(m_channel->pipelineStarted());
+    ASSERT_FALSE(m_channel->pipelineRunning());
+    gst_support::CapsPtr first_caps(gst_app_sink_get_caps(GST_APP_SINK(sink.get())));
+    ASSERT_NE(first_caps, nullptr);
+
+    // A frame-setting change marks the channel for a restart; only a full start clears it.
+    ASSERT_TRUE(m_channel->setConfigItem("CAMERA/FrameSetting",
+                                         config_items::StringConfigItem("64 x 48 @ 100 fps")));
+    ASSERT_TRUE(m_channel->restartRequired());
+
+    EXPECT_TRUE(m_channel->startPipeline());
+    // The sink was given caps again (a fresh copy of the same mode), the restart mark was
+    // cleared and the pipeline plays on.
+    gst_support::CapsPtr second_caps(gst_app_sink_get_caps(GST_APP_SINK(sink.get())));
+    ASSERT_NE(second_caps, nullptr);
+    EXPECT_NE(first_caps.get(), second_caps.get());
+    EXPECT_TRUE(gst_caps_is_equal(first_caps.get(), second_caps.get()));
+    EXPECT_FALSE(m_channel->restartRequired());
+    EXPECT_TRUE(m_channel->pipelineStarted());
+    EXPECT_FALSE(m_channel->pipelineRunning());
+    EXPECT_EQ(pipelineState(), GST_STATE_PLAYING);
+    EXPECT_TRUE(m_assertions.reports().empty());
+}
+
+TEST_F(CameraChannelTest, WithNoFrameSettingSelectedTheSinkHasEmptyCapsAfterAStart) {
+    makeChannel(camera("unselected", kSmall));
+    // A refused frame setting leaves none selected.
+    ASSERT_FALSE(m_channel->setConfigItem("CAMERA/FrameSetting",
+                                          config_items::StringConfigItem("1 x 1 @ 1 fps")));
+    m_channel->setUsed(true);
+    m_channel->setSampleSink(std::make_shared<zelt::host::RecordingSampleSink>());
+    // The start runs on its own thread: with empty caps on the sink the camera may never
+    // negotiate, and a start that never returns must fail this test, not hang it.
+    std::atomic<bool> returned{false};
+    std::thread starter([this, &returned] {
+        m_channel->startPipeline();
+        returned = true;
+    });
+    const bool start_returned = eventually([&returned] { return returned.load(); });
+    if (!start_returned) gst_element_set_state(m_channel->pipeline(), GST_STATE_NULL);
+    starter.join();
+    EXPECT_TRUE(start_returned) << "the start did not return";
+
+    gst_support::ElementPtr sink(gst_bin_get_by_name(GST_BIN(m_channel->pipeline()), "asink"));
+    gst_support::CapsPtr caps(gst_app_sink_get_caps(GST_APP_SINK(sink.get())));
+    ASSERT_NE(caps, nullptr);
+    EXPECT_TRUE(gst_caps_is_empty(caps.get()));
+}
+
+TEST_F(CameraChannelFedTest, SubsamplingThreeDeliversTheThirdFrameFirstAndAgainAfterARestart) {
+    startSilentChannel(nullptr);
+    ASSERT_TRUE(m_channel->setConfigItem("CAMERA/FrameSubsampling",
+                                         config_items::SingleValueConfigItem<unsigned int>(3)));
+    FrameFeed feed(*m_channel);
+    feed.restart();
+    m_channel->beginDelivery();
+    for (std::uint8_t number = 1; number <= 7; ++number) feed.push(number, 0);
+    ASSERT_TRUE(m_sink->waitForSamples(2, 20s));
+    EXPECT_EQ(frameNumbers(*m_sink), (std::vector<int>{3, 6}));
+
+    // A restart counts from zero again.
+    m_channel->stopPipeline();
+    ASSERT_FALSE(m_channel->pipelineRunning());
+    ASSERT_TRUE(m_channel->startPipeline());
+    m_sink->clear();
+    feed.restart();
+    m_channel->beginDelivery();
+    for (std::uint8_t number = 11; number <= 14; ++number) feed.push(number, 0);
+    ASSERT_TRUE(m_sink->waitForSamples(1, 20s));
+    EXPECT_EQ(frameNumbers(*m_sink), (std::vector<int>{13}));
+}
+
+TEST_F(CameraChannelFedTest, FrameStampedAfterTheRunningTimeIsNeitherCountedNorDelivered) {
+    startSilentChannel(m_time_source);
+    m_channel->createCounterChannel();
+    const auto counter = m_channel->counterChannel();
+    auto counter_sink = std::make_shared<zelt::host::RecordingSampleSink>();
+    counter->usage().setUsed(true);
+    counter->setSampleSink(counter_sink);
+    ASSERT_TRUE(m_channel->setConfigItem("CAMERA/FrameSubsampling",
+                                         config_items::SingleValueConfigItem<unsigned int>(2)));
+    FrameFeed feed(*m_channel);
+    feed.restart();
+    m_channel->beginDelivery();
+
+    // Frame 1 is taken now; frame 2 claims to be taken ten seconds from now; frame 3 now.
+    const auto now = [this] { return static_cast<GstClockTime>(m_channel->getCurrentTicks()); };
+    feed.push(1, now());
+    feed.push(2, now() + 10 * GST_SECOND);
+    feed.push(3, now());
+    feed.push(4, now());
+    feed.push(5, now());
+    ASSERT_TRUE(m_sink->waitForSamples(2, 20s));
+    // Had frame 2 been counted, frames 2 and 4 would be the second of their pairs; frame 2
+    // is skipped, so frames 3 and 5 are.
+    EXPECT_EQ(frameNumbers(*m_sink), (std::vector<int>{3, 5}));
+    // The counter wrote one count per delivered frame, at the frame's stamp.
+    ASSERT_TRUE(counter_sink->waitForSamples(2, 20s));
+    const auto counts = counter_sink->samples();
+    EXPECT_EQ(counts.size(), 2u);
+    EXPECT_EQ(counts[0].timestamp, m_sink->samples()[0].timestamp);
+    EXPECT_EQ(counter->count(), 2u);
 }
 
 }  // namespace

@@ -6,8 +6,10 @@
 
 #include <cmath>
 #include <memory>
+#include <string>
 
 #include "config_items/config_items.h"
+#include "gst_support/gst_ptr.h"
 #include "test_assertions.h"
 #include "zelt/system_topology.h"
 #include "zelt_camera_device.h"
@@ -182,11 +184,46 @@ TEST_F(CameraPluginTest, ServiceFactoryHoldsTheTopologyService) {
     factory->release();
 }
 
-TEST_F(CameraPluginTest, StartingDeviceMonitoringTwiceKeepsOneMonitor) {
+// The device monitors alive in the process, as GStreamer's leaks tracer sees them: the test's
+// environment sets GST_TRACERS=leaks(filters=GstDeviceMonitor). -1 without the tracer. The
+// tracer's list holds the objects without a reference of its own (it is meant for the end of
+// a process): each is given one before the list is freed.
+int liveDeviceMonitors() {
+    GList* tracers = gst_tracing_get_active_tracers();
+    GstTracer* leaks = nullptr;
+    for (GList* item = tracers; item != nullptr; item = item->next) {
+        if (std::string(G_OBJECT_TYPE_NAME(item->data)) == "GstLeaksTracer")
+            leaks = GST_TRACER(gst_object_ref(item->data));
+    }
+    g_list_free_full(tracers, gst_object_unref);
+    if (leaks == nullptr) return -1;
+    GstStructure* live = nullptr;
+    g_signal_emit_by_name(leaks, "get-live-objects", &live);
+    gst_object_unref(leaks);
+    int count = 0;
+    const GValue* objects = gst_structure_get_value(live, "live-objects-list");
+    for (guint i = 0; objects != nullptr && i < gst_value_list_get_size(objects); ++i) {
+        const GstStructure* entry = gst_value_get_structure(gst_value_list_get_value(objects, i));
+        const GValue* object = gst_structure_get_value(entry, "object");
+        if (object == nullptr || !G_VALUE_HOLDS_OBJECT(object)) continue;
+        // The list took over a reference it never added; give it one to drop.
+        gst_object_ref(g_value_get_object(object));
+        if (G_VALUE_HOLDS(object, GST_TYPE_DEVICE_MONITOR)) ++count;
+    }
+    gst_structure_free(live);
+    return count;
+}
+
+TEST_F(CameraPluginTest, StartingDeviceMonitoringTwiceCreatesOneMonitor) {
+    const int before = liveDeviceMonitors();
+    ASSERT_GE(before, 0) << "GStreamer's leaks tracer is not active (GST_TRACERS)";
     EXPECT_TRUE(m_plugin.startDeviceMonitoring());
+    EXPECT_EQ(liveDeviceMonitors(), before + 1);
     EXPECT_TRUE(m_plugin.startDeviceMonitoring());
+    EXPECT_EQ(liveDeviceMonitors(), before + 1);
     EXPECT_TRUE(m_assertions.reports().empty());
     m_plugin.deinit();
+    EXPECT_EQ(liveDeviceMonitors(), before);
 }
 
 TEST(DevicePath, KeyIsTheTextBeforeTheLastHash) {

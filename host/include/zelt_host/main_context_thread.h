@@ -1,6 +1,7 @@
 // The thread that iterates GLib's default main context for the host.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -44,6 +45,9 @@ public:
 
     /// Whether the loop thread is running (started and not stopped).
     bool isRunning() const;
+    /// How many functions (and the quit that stop() queues) wait for the loop thread to take
+    /// them: those queued while it runs a function stay here until that one returns.
+    std::size_t queuedCount() const;
     /// Whether the caller is the loop thread.
     bool isCurrentThread() const noexcept;
     /// The id of the loop thread.

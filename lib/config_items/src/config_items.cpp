@@ -240,6 +240,12 @@ bool GenericEnumConfigItem::equals(const IfConfigItem& other) const {
 
 // --- InvalidConfigItem ---
 
+InvalidConfigItem::InvalidConfigItem(const InvalidConfigItem& other) = default;
+InvalidConfigItem::InvalidConfigItem(InvalidConfigItem&& other) noexcept = default;
+InvalidConfigItem& InvalidConfigItem::operator=(const InvalidConfigItem& other) = default;
+InvalidConfigItem& InvalidConfigItem::operator=(InvalidConfigItem&& other) noexcept = default;
+InvalidConfigItem::~InvalidConfigItem() = default;
+
 // An empty message counts as none: lookups of unknown keys answer an item with an empty
 // message, and its text is "Invalid ConfigItem".
 std::string InvalidConfigItem::toString() const {

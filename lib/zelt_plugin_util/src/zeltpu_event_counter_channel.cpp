@@ -45,7 +45,9 @@ EventCounterChannel::~EventCounterChannel() = default;
 void EventCounterChannel::countEvent(std::uint64_t timestamp) {
     // The sample is the count before this event: the first event after a reset writes 0.
     const std::uint32_t previous = m_count.fetch_add(1);
-    if (zelt::IfSampleSink* sink = usage().sampleSink()) {
+    // The host may replace the sink from any thread while events are counted on the
+    // acquisition thread: the reference taken here keeps the sink alive during the call.
+    if (const std::shared_ptr<zelt::IfSampleSink> sink = usage().sharedSampleSink()) {
         sink->addSample(timestamp, 0, &previous, sizeof previous);
     }
 }

@@ -9,6 +9,23 @@
 //   -> finishAcquisition -> stopAcquisition; finally deinit and destroyPlugin.
 // A channel id names a channel of the plug-in; sub-channels (such as a camera's frame
 // counter) have ids of their own.
+//
+// Threads and callbacks. The host calls the plug-in from its own threads, one lifecycle or
+// acquisition call at a time. The plug-in calls the host back on three kinds of thread:
+//   - the host thread of the call in progress (option listeners and exception-manager posts
+//     from prepareAcquisition, stopAcquisition, updateChannels and deinit);
+//   - GStreamer's streaming thread of each camera's pipeline (IfSampleSink::addSample, the
+//     time source's ticks, option listeners for the geometry of a first frame);
+//   - the thread that dispatches GLib's default main context, which the host must iterate
+//     (the pipelines' bus watches: a camera error posted to the exception manager, "Valid"
+//     to option listeners, IfSampleSink::addStreamEvent; and the device monitor's bus watch,
+//     which notes added and removed cameras: the channel set itself changes only in
+//     updateChannels, on the host's thread).
+// No callback may make the plug-in's lifecycle or acquisition calls (prepareAcquisition,
+// startAcquisition, canStopAcquisition, finishAcquisition, stopAcquisition, updateChannels,
+// deinit, destroying the plug-in): they wait for the callbacks in progress. A host thread
+// that makes them must not wait for the main-context thread meanwhile, unless that thread
+// keeps dispatching. Each callback interface says what it may call.
 #pragma once
 
 #include <cstdint>
@@ -49,7 +66,9 @@ class IfDAQPlugin : public IfPluginCommon {
 public:
     /// Brings the plug-in up (services). Requires the host's media framework initialised.
     virtual bool init() = 0;
-    /// Starts watching for devices. Idempotent.
+    /// Starts watching for devices. Idempotent. Device changes are watched on the thread
+    /// that dispatches GLib's default main context; they reach the channel set only through
+    /// updateChannels.
     virtual bool startDeviceMonitoring() = 0;
     /// Stops watching for devices (the plug-in may keep watching until deinit).
     virtual bool stopDeviceMonitoring() = 0;
@@ -64,7 +83,8 @@ public:
     virtual bool hasChannelsChanged() = 0;
     /// The plug-in's services, with one added reference that the host releases.
     virtual plugin_api::IfServiceFactory* getServiceFactory() = 0;
-    /// Where user-facing errors go (not owned; must outlive the plug-in's channels).
+    /// Where user-facing errors go (not owned; must outlive the plug-in's channels). See
+    /// IfExceptionManager for the threads its calls come on and what it may call back.
     virtual void setExceptionManager(IfExceptionManager* manager) = 0;
     /// Whether the plug-in may be used on this host.
     virtual bool isLicensed() = 0;
@@ -91,7 +111,8 @@ public:
     virtual bool cleanupAcquisition() = 0;
     /// A time base of the channel `id` that the host could follow, or null.
     virtual std::shared_ptr<IfTimeBaseProvider> getTimeBaseProvider(std::uint32_t id) = 0;
-    /// The host's time base, to which every sample is stamped.
+    /// The host's time base, to which every sample is stamped. Its ticks are read on the
+    /// cameras' streaming threads (see IfTimeSource).
     virtual void setTimeSource(std::shared_ptr<IfTimeSource> time_source) = 0;
     /// Lets the plug-in align its clocks to the time source; true when aligned.
     virtual bool synchronizeTimeSource() = 0;

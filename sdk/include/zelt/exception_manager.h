@@ -44,6 +44,20 @@ private:
 /// The host's collector of user-facing errors. A posted message stays shown until the plug-in
 /// withdraws it (same pointer). Calls come from host threads and from the thread that
 /// dispatches GLib's default main context.
+///
+/// Threads. postMessage and withdrawMessage come on the host thread whose call into the
+/// plug-in failed or recovered (prepareAcquisition "Could not start camera %1",
+/// stopAcquisition and deinit "Could not stop camera %1", updateChannels "Could not set up
+/// camera %1") and on the thread that dispatches GLib's default main context (a camera's
+/// error on its pipeline bus). Two threads may post at the same time: lock your own state.
+///
+/// From inside a call the manager may read channel options (such as the "Valid" of the
+/// channel whose error it is) and keep a copy of the message's texts. It must not call the
+/// plug-in's acquisition or lifecycle operations (prepareAcquisition, startAcquisition,
+/// finishAcquisition, stopAcquisition, deinit, updateChannels, destroying the plug-in), must not
+/// set channel options, must not block waiting for another host thread that is inside the plug-in,
+/// and must not throw. The manager must outlive every channel of the plug-in
+/// (IfDAQPlugin::setExceptionManager).
 class IfExceptionManager {
 public:
     virtual void postMessage(const ErrorMessage* message) = 0;

@@ -24,6 +24,12 @@ struct DateTime {
 /// The host's time base. The host hands it to the plug-in (IfDAQPlugin::setTimeSource); the
 /// plug-in stamps every sample in its ticks. Both tick operations may be called from any
 /// thread, including GStreamer's streaming threads.
+///
+/// Threads. getFrequency and getCurrentTicks come once per frame on each camera's streaming
+/// thread, with the channel's delivery lock held, several cameras at the same time; they
+/// must be thread-safe, quick and never block. They must not call into the plug-in or its
+/// channels at all, and must not throw. The plug-in keeps its own reference, so the time
+/// source may be replaced (setTimeSource) while cameras stream.
 class IfTimeSource {
 public:
     /// Ticks per second.
@@ -35,7 +41,8 @@ public:
     virtual ~IfTimeSource() = default;
 };
 
-/// A time base a plug-in offers to the host (IfDAQPlugin::getTimeBaseProvider).
+/// A time base a plug-in offers to the host (IfDAQPlugin::getTimeBaseProvider). Its
+/// operations are the plug-in's: the host may call them from any thread.
 class IfTimeBaseProvider {
 public:
     /// Lets the provider synchronise before a series of reads; may do nothing.

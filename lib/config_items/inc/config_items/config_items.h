@@ -191,6 +191,13 @@ class InvalidConfigItem : public IfConfigItem {
 public:
     InvalidConfigItem() = default;
     explicit InvalidConfigItem(std::string message) : m_message(std::move(message)) {}
+    // Copied and moved out of line: inlined into a caller that returns a fresh item, GCC's
+    // optimiser loses track of the empty optional and warns about the message it never reads.
+    InvalidConfigItem(const InvalidConfigItem& other);
+    InvalidConfigItem(InvalidConfigItem&& other) noexcept;
+    InvalidConfigItem& operator=(const InvalidConfigItem& other);
+    InvalidConfigItem& operator=(InvalidConfigItem&& other) noexcept;
+    ~InvalidConfigItem() override;
 
     /// The message, or "Invalid ConfigItem" without one.
     std::string toString() const override;

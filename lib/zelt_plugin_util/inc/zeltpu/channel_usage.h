@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <utility>
 
 #include "zelt/sample_sink.h"
@@ -11,12 +12,19 @@ namespace zelt::plugin_util {
 
 /// Whether the host uses a channel, whether the channel is active, and where its samples go.
 ///
-/// A plain value without a lock: its owner serialises access. A channel whose samples are
-/// written from another thread than the host's (the camera channel writes from GStreamer's
-/// streaming thread) guards the sink with its own mutex, both when the host sets it and when
-/// a sample is handed over.
+/// The flags are plain values: the owner serialises access to them. The sink is guarded by
+/// a lock of its own, so that the host may replace it from any thread while a sample is being
+/// written on another: a writer takes its own reference (sharedSampleSink()) and calls the
+/// sink outside that lock, so the sink it calls stays alive until the call returns, even when
+/// the host replaces or drops it meanwhile, and a sink may set the channel's sink from inside
+/// its own call. A channel that serialises the swap with the hand-over itself (the camera
+/// channel holds its mutex for both) may use the plain pointer of sampleSink() instead.
 class ChannelUsage {
 public:
+    ChannelUsage() = default;
+    ChannelUsage(const ChannelUsage&) = delete;
+    ChannelUsage& operator=(const ChannelUsage&) = delete;
+
     /// Whether the host acquires the channel.
     bool isUsed() const noexcept { return m_used; }
     void setUsed(bool used) noexcept { m_used = used; }
@@ -26,15 +34,31 @@ public:
     void setActive(bool active) noexcept { m_active = active; }
 
     /// The host's sink for the channel's samples (transfer none), or null when none is set.
-    zelt::IfSampleSink* sampleSink() const noexcept { return m_sample_sink.get(); }
-    /// Replaces the sink (null: none).
-    void setSampleSink(std::shared_ptr<zelt::IfSampleSink> sink) noexcept {
-        m_sample_sink = std::move(sink);
+    /// Valid only while the caller keeps the sink from being replaced.
+    zelt::IfSampleSink* sampleSink() const {
+        std::lock_guard<std::mutex> lock(m_sink_mutex);
+        return m_sample_sink.get();
+    }
+    /// The host's sink with a reference of the caller's own (null when none is set): it stays
+    /// alive as long as the caller holds it, whoever replaces the channel's sink meanwhile.
+    std::shared_ptr<zelt::IfSampleSink> sharedSampleSink() const {
+        std::lock_guard<std::mutex> lock(m_sink_mutex);
+        return m_sample_sink;
+    }
+    /// Replaces the sink (null: none); safe from any thread. The previous sink is released
+    /// after the lock is given up, so its destructor may call back into the channel.
+    void setSampleSink(std::shared_ptr<zelt::IfSampleSink> sink) {
+        {
+            std::lock_guard<std::mutex> lock(m_sink_mutex);
+            m_sample_sink.swap(sink);
+        }
+        // `sink` now holds the previous one and releases it here, unlocked.
     }
 
 private:
     bool m_used = false;
     bool m_active = false;
+    mutable std::mutex m_sink_mutex;
     std::shared_ptr<zelt::IfSampleSink> m_sample_sink;
 };
 

@@ -25,8 +25,10 @@ namespace zelt::plugin_util {
 /// "Counter_Filter" (each "N/A"), "ChannelType" (Counter), "SampleUpdateType" (Event),
 /// "SampleResolution" (Unsigned32); the owner may add identity options (setIdentity).
 ///
-/// countEvent() is called on the owner's acquisition thread, serialised by the owner with the
-/// sink's hand-over; resetCount() may come from another thread: the count is atomic.
+/// countEvent() is called on the owner's acquisition thread; the host may replace the sink
+/// (setSampleSink) from any thread meanwhile, even from inside the sink's own addSample: the
+/// sink a count is written to is kept alive until its call returns, and no lock of the channel
+/// is held during that call. resetCount() may come from another thread: the count is atomic.
 class EventCounterChannel : public SimpleChannelConfig {
 public:
     EventCounterChannel(std::string name, std::string short_id, std::string unit);
