@@ -120,23 +120,56 @@ TEST(OptionDescriptionTest, NamesItemTypes) {
     EXPECT_STREQ(itemTypeName(config_items::InvalidConfigItem()), "invalid");
 }
 
-TEST(OutputFolderTest, CreatesMissingFoldersAndAnswersTheAbsolutePath) {
+TEST(OutputFolderTest, CreatesMissingFoldersOnlyWhenAskedAndAnswersTheAbsolutePath) {
     zelt_cli_test::TempDir scratch;
-    const std::string folder = scratch / "a/b/c/";
-    EXPECT_EQ(prepareOutputFolder(folder), scratch / "a/b/c");
+    OutputFolder folder(scratch / "a/b/c/", false);
+    EXPECT_EQ(folder.path(), scratch / "a/b/c");
+    EXPECT_FALSE(zelt_cli_test::fileExists(scratch / "a"));  // nothing made by checking
+    folder.create();
     struct stat info {};
     ASSERT_EQ(stat((scratch / "a/b/c").c_str(), &info), 0);
     EXPECT_TRUE(S_ISDIR(info.st_mode));
     EXPECT_FALSE(zelt_cli_test::fileExists(scratch / "a/b/c/.zelt-camera-write-test"));
-    // An existing folder is fine too.
-    EXPECT_EQ(prepareOutputFolder(scratch.path()), scratch.path());
+    // An existing empty folder is fine too.
+    EXPECT_EQ(OutputFolder(scratch / "a/b/c", false).path(), scratch / "a/b/c");
+}
+
+TEST(OutputFolderTest, AFolderThatHoldsFilesIsRefusedUnlessOverwritten) {
+    zelt_cli_test::TempDir scratch;
+    zelt_cli_test::writeFile(scratch / "camera3.csv", "old");
+    zelt_cli_test::writeFile(scratch / "recording.json", "{}");
+    zelt_cli_test::writeFile(scratch / "notes.txt", "mine");
+    try {
+        OutputFolder(scratch.path(), false);
+        FAIL() << "no error";
+    } catch (const CliError& error) {
+        EXPECT_EQ(error.code(), ExitCode::kOutputNotWritable);
+        EXPECT_EQ(std::string(error.what()),
+                  "the output folder '" + scratch.path() +
+                      "' is not empty; name a new folder, or add --overwrite to replace the "
+                      "recording in it");
+    }
+    OutputFolder overwritten(scratch.path(), true);
+    overwritten.create();
+    // The earlier recording's files go, so that takes never mix; the user's own stay.
+    EXPECT_FALSE(zelt_cli_test::fileExists(scratch / "camera3.csv"));
+    EXPECT_FALSE(zelt_cli_test::fileExists(scratch / "recording.json"));
+    EXPECT_TRUE(zelt_cli_test::fileExists(scratch / "notes.txt"));
+}
+
+TEST(OutputFolderTest, WithoutAFolderANewTimeStampedOneIsNamed) {
+    const OutputFolder folder("", false);
+    const std::string name = folder.path().substr(folder.path().rfind('/') + 1);
+    EXPECT_EQ(name.rfind("zelt-recording-", 0), 0u) << name;
+    EXPECT_EQ(name.size(), std::string("zelt-recording-20260101-120000").size()) << name;
+    EXPECT_FALSE(zelt_cli_test::fileExists(folder.path()));
 }
 
 TEST(OutputFolderTest, FolderUnderAFileIsRefusedWithTheReason) {
     zelt_cli_test::TempDir scratch;
     zelt_cli_test::writeFile(scratch / "file", "x");
     try {
-        prepareOutputFolder(scratch / "file/sub");
+        OutputFolder(scratch / "file/sub", false).create();
         FAIL() << "no error";
     } catch (const CliError& error) {
         EXPECT_EQ(error.code(), ExitCode::kOutputNotWritable);
