@@ -59,6 +59,22 @@ inline void expectPng(const std::string& path, int width, int height) {
     EXPECT_EQ(decoded, 0) << output;
 }
 
+/// What ffprobe says of the video stream of `video`: the stream `entries` ("codec_name,width"),
+/// one line of values separated by commas.
+inline std::string probeVideoStream(const std::string& video, const std::string& entries,
+                                    const std::string& options = "") {
+    return runCommand("ffprobe -v error -select_streams v:0 " + options +
+                      " -show_entries stream=" + entries + " -of csv=p=0 " + shellQuote(video))
+        .second;
+}
+
+/// ffmpeg decodes every frame of `video` without an error.
+inline void expectDecodable(const std::string& video) {
+    const auto [decoded, errors] =
+        runCommand("ffmpeg -v error -i " + shellQuote(video) + " -f null - 2>&1");
+    EXPECT_EQ(decoded, 0) << errors;
+}
+
 /// The video file holds `frames` frames with strictly increasing times that match the
 /// table's seconds (Matroska keeps them to 10 us here).
 inline void expectVideoMatchesTable(const std::string& video, const std::vector<CsvRecord>& rows) {
