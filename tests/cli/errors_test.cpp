@@ -148,6 +148,17 @@ TEST_F(ErrorsTest, CameraErrorWhileRecordingExitsEightWithCompleteFiles) {
     EXPECT_GE(lengthOf(member(manifest.root(), "errors")), 1u);
 }
 
+TEST_F(ErrorsTest, CameraFileTheVirtualCamerasRefuseIsAUsageError) {
+    const std::string path = m_scratch / "broken.json";
+    writeFile(path, R"({"cameras": [{"name": "X", "colour": "red"}]})");
+    const RunResult result = run({"--virtual=" + path, "list"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_NE(result.err.find("zelt-camera: error: the virtual cameras refused '" + path + "': "),
+              std::string::npos)
+        << result.err;
+    EXPECT_NE(result.err.find("colour"), std::string::npos) << result.err;
+}
+
 TEST_F(ErrorsTest, UnreadableCameraFileIsAUsageError) {
     const RunResult result = run({"--virtual=" + (m_scratch / "none.json"), "list"});
     EXPECT_EQ(result.exit_code, 2);

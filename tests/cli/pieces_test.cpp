@@ -1,6 +1,11 @@
-// Small pieces of the tool: formats, table rows, progress lines, constraint texts, folders.
+// Small pieces of the tool: formats, table rows, progress lines, constraint texts, folders,
+// the table writer and the time axis.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+
+#include <csignal>
+#include <thread>
 
 #include "cli_error.h"
 #include "cli_test_support.h"
@@ -9,6 +14,7 @@
 #include "output_folder.h"
 #include "pixel_formats.h"
 #include "progress.h"
+#include "time_axis.h"
 
 namespace zelt::cli {
 namespace {
@@ -111,6 +117,71 @@ TEST(OptionDescriptionTest, DescribesEveryConstraintKind) {
     const auto dependent = describeConstraint(channel_config::DependentCfgItemConstraint(
         {{channel_config::ChannelID{5, 0x10000}, {"Used", "Valid"}}}));
     EXPECT_EQ(constraintText(dependent), "depends on 0x0000000500010000 Used, Valid");
+}
+
+TEST(CsvWriterTest, RowsReachTheFileInWholeLinesAndAFailedWriteKeepsOnlyWholeLines) {
+    zelt_cli_test::TempDir scratch;
+    const std::string path = scratch / "table.csv";
+    CsvWriter writer(path, std::chrono::milliseconds(0));  // every row at once
+    CsvRow row;
+    row.host_ticks = 10;
+    row.bytes = 6156;
+    writer.write(row);
+    EXPECT_EQ(zelt_cli_test::readFile(path),
+              std::string(kCsvHeader) + "\n0,10,0.000000000,6156,\n");
+    writer.close();
+
+    // A file size limit of 100 bytes: the third row does not fit and is cut off whole.
+    struct rlimit previous {};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &previous), 0);
+    const auto previous_handler = signal(SIGXFSZ, SIG_IGN);
+    struct rlimit limit = previous;
+    limit.rlim_cur = 100;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    std::string failure;
+    {
+        CsvWriter limited(scratch / "limited.csv", std::chrono::milliseconds(0));
+        try {
+            for (std::uint64_t index = 0; index < 5; ++index) {
+                row.index = index;
+                limited.write(row);
+            }
+        } catch (const std::runtime_error& error) {
+            failure = error.what();
+        }
+    }
+    setrlimit(RLIMIT_FSIZE, &previous);
+    signal(SIGXFSZ, previous_handler);
+    EXPECT_EQ(failure, "cannot write '" + (scratch / "limited.csv") + "': File too large");
+    const std::string text = zelt_cli_test::readFile(scratch / "limited.csv");
+    EXPECT_EQ(text, std::string(kCsvHeader) + "\n0,10,0.000000000,6156,\n1,10,0.000000000,6156,\n");
+}
+
+TEST(TimeAxisTest, StartIsTheEarliestFirstFrameOnceEveryCameraReported) {
+    TimeAxis axis(2, std::chrono::seconds(30));
+    axis.firstFrame(500);
+    std::thread late([&axis] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        axis.firstFrame(300);
+    });
+    EXPECT_EQ(axis.start(500), 300u);  // waited for the second camera
+    late.join();
+    EXPECT_EQ(axis.fixedStart(), 300u);
+    axis.firstFrame(100);  // too late: the start stays
+    EXPECT_EQ(axis.start(100), 300u);
+}
+
+TEST(TimeAxisTest, ACameraThatNeverDeliversHoldsTheOthersBackOnlyTheGraceTime) {
+    TimeAxis axis(2, std::chrono::milliseconds(50));
+    axis.firstFrame(700);
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(axis.start(700), 700u);
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(40));
+
+    TimeAxis left(2, std::chrono::seconds(30));
+    left.cameraLeft();  // it did not start: nobody waits for it
+    left.firstFrame(900);
+    EXPECT_EQ(left.start(900), 900u);
 }
 
 TEST(OptionDescriptionTest, NamesItemTypes) {
