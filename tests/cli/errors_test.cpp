@@ -148,6 +148,19 @@ TEST_F(ErrorsTest, CameraErrorWhileRecordingExitsEightWithCompleteFiles) {
     EXPECT_GE(lengthOf(member(manifest.root(), "errors")), 1u);
 }
 
+TEST_F(ErrorsTest, NameTwoCamerasShareIsRefusedWithTheirIds) {
+    const RunResult result =
+        run({virtualCameras(
+                 {smallCamera("Same cam", "/dev/zelt-a"), smallCamera("Same cam", "/dev/zelt-b")}),
+             "record", "--out", out(), "--camera", "Same cam", "--frames", "3"});
+    EXPECT_EQ(result.exit_code, 4);
+    EXPECT_NE(result.err.find("zelt-camera: error: more than one camera is called 'Same cam' "
+                              "(channels 0, 1); name one by its id or device path"),
+              std::string::npos)
+        << result.err;
+    EXPECT_FALSE(fileExists(out()));
+}
+
 TEST_F(ErrorsTest, CameraFileTheVirtualCamerasRefuseIsAUsageError) {
     const std::string path = m_scratch / "broken.json";
     writeFile(path, R"({"cameras": [{"name": "X", "colour": "red"}]})");
