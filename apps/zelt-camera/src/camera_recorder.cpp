@@ -81,6 +81,7 @@ void CameraRecorder::onFrame(std::uint64_t timestamp, const void* data,
     if (!m_queue.isAllocated()) {
         try {
             m_queue.allocate(size);  // once, sized by the first sample
+            m_queue_slots.store(m_queue.slotCount(), std::memory_order_relaxed);
         } catch (const std::bad_alloc&) {
             m_dropped.fetch_add(1, std::memory_order_relaxed);
             return;
@@ -281,7 +282,7 @@ CameraReport CameraRecorder::report() const {
     report.dropped = m_dropped.load();
     report.written = m_written.load();
     report.stream_events = m_stream_events.load();
-    report.queue_slots = m_queue.slotCount();
+    report.queue_slots = m_queue_slots.load(std::memory_order_relaxed);
     std::lock_guard<std::mutex> lock(m_report_mutex);
     // While the writer runs, its own members are its own: the report takes the copies it
     // shares, and the stamps the streaming thread keeps.

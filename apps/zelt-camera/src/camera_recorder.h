@@ -159,6 +159,7 @@ private:
     std::atomic<std::uint64_t> m_last_recorded_ticks{0};
     std::atomic<bool> m_failed{false};
     std::atomic<bool> m_camera_failed{false};
+    std::atomic<std::size_t> m_queue_slots{0};  ///< for reports while recording
     std::shared_ptr<TimeAxis> m_axis;
     std::optional<Negotiated> m_negotiated;  ///< set before delivery, read by the writer
 

@@ -633,10 +633,17 @@ ExitCode runRecord(const CommandLine& command_line) {
     });
     const auto start_timeout =
         std::chrono::milliseconds(static_cast<long long>(options.start_timeout_seconds * 1000.0));
-    bool waiting_shown = false;
+    // Each camera's start has the start timeout of its own.
+    int shown_step = -2;
+    int timed_step = -2;
+    Clock::time_point step_began = start_began;
     while (!state->done.load()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         const int step = state->step.load();
+        if (step != timed_step) {
+            timed_step = step;
+            step_began = Clock::now();
+        }
         const std::string camera =
             step >= 0 ? cameraLabel(recording.recorders()[static_cast<std::size_t>(step)]->plan())
                       : std::string("the cameras");
@@ -649,23 +656,24 @@ ExitCode runRecord(const CommandLine& command_line) {
                                                    : ExitCode::kTerminated,
                     "", display, manifest_writer, signals.received());
         }
-        // The waiting for the channels after the last start has its own limit (the same
-        // time); a start that blocks beyond the timeout plus a little is given up here.
-        if (Clock::now() - start_began > start_timeout + std::chrono::milliseconds(500) &&
+        // The wait for the channels after the last start has its own limit (the same time);
+        // a start that blocks beyond the timeout plus a little is given up here.
+        if (Clock::now() - step_began > start_timeout + std::chrono::milliseconds(500) &&
             !state->done.load()) {
             starter.detach();
             char seconds[32];
             std::snprintf(seconds, sizeof seconds, "%g", options.start_timeout_seconds);
             const std::string message = camera + " did not deliver its first frame within " +
                                         seconds + " s (the start timeout, --start-timeout)";
-            if (step >= 0)
+            if (step >= 0) {
                 recording.recorders()[static_cast<std::size_t>(step)]->cameraFailed(
                     "no first frame within the start timeout");
+            }
             abandon(recording, manifest, StopReason::kStartTimeout, ExitCode::kStartTimeout,
                     message, display, manifest_writer, 0);
         }
-        if (!waiting_shown && Clock::now() - start_began > kWaitingNotice) {
-            waiting_shown = true;
+        if (step != shown_step && Clock::now() - step_began > kWaitingNotice) {
+            shown_step = step;
             display.status("waiting for " + camera + " ...");
         }
     }
