@@ -12,6 +12,8 @@ namespace {
 
 // appsrc holds at most this many frames before push() blocks the writer thread.
 constexpr std::uint64_t kQueuedFrames = 8;
+// How often a writer waiting for room in that queue looks for a pipeline error, in ms.
+constexpr GstClockTime kRoomPollInterval = 10;
 // Matroska stores times in units of the file's timecode scale (1 ms unless told otherwise).
 // 10 us keeps each frame's host stamp to within 5 us. A block's time is a signed 16-bit
 // offset from its cluster's, so a cluster may span at most 32767 units (327 ms): clusters are
@@ -124,9 +126,12 @@ VideoWriter::VideoWriter(const std::string& path, const VideoFormat& format) : m
     auto muxer = makeElement("matroskamux", "muxer");
     auto file = makeElement("filesink", "file");
 
+    // push() waits for room itself (see there): appsrc's own blocking would wait forever once
+    // an error stopped the pipeline with the queue full.
+    m_max_queued_bytes = m_frame_bytes * kQueuedFrames;
     g_object_set(m_appsrc.get(), "caps", source_caps.get(), "format", GST_FORMAT_TIME, "block",
-                 TRUE, "max-bytes", static_cast<guint64>(m_frame_bytes * kQueuedFrames), "is-live",
-                 FALSE, nullptr);
+                 FALSE, "max-bytes", static_cast<guint64>(m_max_queued_bytes), "is-live", FALSE,
+                 nullptr);
     g_object_set(muxer.get(), "timecodescale", kTimecodeScaleNs, "max-cluster-duration",
                  kMaxClusterNs, "min-cluster-duration", kMinClusterNs, "min-index-interval",
                  kMinIndexIntervalNs, nullptr);
@@ -200,6 +205,15 @@ void VideoWriter::checkBus() {
 void VideoWriter::push(const std::uint8_t* pixels, std::size_t size, std::uint64_t pts_ns) {
     if (m_finished) throw std::runtime_error("the video file is already finished");
     checkBus();
+    // Wait for room in appsrc's queue while watching for the pipeline's errors: the muxer or
+    // the disk falling behind holds the writer thread here, never the camera's.
+    while (gst_app_src_get_current_level_bytes(GST_APP_SRC(m_appsrc.get())) >= m_max_queued_bytes) {
+        gst_support::MessagePtr message{gst_bus_timed_pop_filtered(
+            m_bus.get(), kRoomPollInterval * GST_MSECOND, GST_MESSAGE_ERROR)};
+        if (message) {
+            failWith("writing '" + m_path + "' failed: " + gstErrorText(message.get()));
+        }
+    }
     GstBuffer* buffer = gst_buffer_new_allocate(nullptr, m_frame_bytes, nullptr);
     if (buffer == nullptr) throw std::runtime_error("out of memory for a video frame");
     GstMapInfo map;
@@ -211,7 +225,7 @@ void VideoWriter::push(const std::uint8_t* pixels, std::size_t size, std::uint64
     }
     GST_BUFFER_PTS(buffer) = pts_ns;
     GST_BUFFER_DTS(buffer) = pts_ns;
-    // Takes the buffer; blocks while appsrc's queue is full.
+    // Takes the buffer.
     const GstFlowReturn flow = gst_app_src_push_buffer(GST_APP_SRC(m_appsrc.get()), buffer);
     if (flow != GST_FLOW_OK) {
         checkBus();

@@ -42,9 +42,10 @@ struct VideoFormat {
 /// (at most 0.3 s of frames) as it closes it, with sizes marked unknown until the end, and the
 /// file sink writes without a buffer of its own, so a cut file holds every frame up to its
 /// last whole cluster and players read it; finish() adds the index and the duration.
-/// Frames are pushed from one thread (the writer thread); appsrc blocks that thread when the
-/// muxer and the disk fall behind, never the camera's. finish() sends end-of-stream and waits
-/// until the muxer has written its index and the file is closed: only then is the file
+/// Frames are pushed from one thread (the writer thread); push() holds that thread while 8
+/// frames wait in appsrc (the muxer and the disk fall behind), never the camera's, and
+/// returns with an error as soon as the pipeline reports one. finish() sends end-of-stream and
+/// waits until the muxer has written its index and the file is closed: only then is the file
 /// complete. Destroying an unfinished writer stops the pipeline without finishing the file.
 class VideoWriter {
 public:
@@ -78,6 +79,7 @@ private:
     gst_support::ElementPtr m_appsrc;
     gst_support::BusPtr m_bus;
     std::size_t m_frame_bytes = 0;
+    std::uint64_t m_max_queued_bytes = 0;  ///< appsrc holds at most this much
     bool m_finished = false;
     bool m_failed = false;  ///< the pipeline reported an error: no end of stream will come
 };
