@@ -37,7 +37,7 @@ public:
     /// Creates (truncates) the file and writes the header line; throws std::runtime_error
     /// when it cannot.
     explicit CsvWriter(const std::string& path,
-                       std::chrono::milliseconds flush_interval = std::chrono::milliseconds(500));
+                       std::chrono::milliseconds flush_interval = std::chrono::milliseconds(250));
     /// Closes the file without throwing (what is waiting is written when it can be).
     ~CsvWriter();
 
