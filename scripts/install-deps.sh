@@ -9,6 +9,7 @@ packages=(
   libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-tools
   gstreamer1.0-plugins-base-apps
+  gstreamer1.0-libav gstreamer1.0-plugins-ugly
   libglib2.0-dev libjson-glib-dev
   libboost1.74-dev libboost-log1.74-dev
   libpugixml-dev

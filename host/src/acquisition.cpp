@@ -52,12 +52,33 @@ void Acquisition::start(const std::vector<std::uint32_t>& channel_ids) {
 
     plugin.setTimeSource(m_host.timeSource());
     plugin.resetChannelsUsed();
-    for (const std::uint32_t id : channel_ids) plugin.setChannelUsed(id, true);
 
     const auto prepared_at = std::chrono::steady_clock::now();
-    m_report.prepared = plugin.prepareAcquisition();
-    if (!m_report.prepared && m_options.require_prepared) {
-        throw HostError(prepareFailureText(m_host.exceptions()));
+    if (m_options.prepare_steps.empty()) {
+        for (const std::uint32_t id : channel_ids) plugin.setChannelUsed(id, true);
+        m_report.prepared = plugin.prepareAcquisition();
+        if (!m_report.prepared && m_options.require_prepared) {
+            throw HostError(prepareFailureText(m_host.exceptions()));
+        }
+    } else {
+        m_channel_ids.clear();
+        m_report.prepared = true;
+        for (std::size_t step = 0; step < m_options.prepare_steps.size(); ++step) {
+            const auto& ids = m_options.prepare_steps[step];
+            if (m_options.on_prepare_step) m_options.on_prepare_step(step);
+            for (const std::uint32_t id : ids) plugin.setChannelUsed(id, true);
+            if (plugin.prepareAcquisition()) {
+                m_channel_ids.insert(m_channel_ids.end(), ids.begin(), ids.end());
+                continue;
+            }
+            m_report.prepared = false;
+            if (m_options.require_prepared) {
+                throw HostError(prepareFailureText(m_host.exceptions()));
+            }
+            for (const std::uint32_t id : ids) plugin.setChannelUsed(id, false);
+            m_report.failed_steps.push_back(step);
+        }
+        if (m_channel_ids.empty()) throw HostError(prepareFailureText(m_host.exceptions()));
     }
 
     const auto deadline = prepared_at + m_options.ready_timeout;
@@ -68,6 +89,9 @@ void Acquisition::start(const std::vector<std::uint32_t>& channel_ids) {
             break;
         }
         if (std::chrono::steady_clock::now() >= deadline) break;
+        if (m_options.cancelled && m_options.cancelled()) {
+            throw HostError("the start was cancelled");
+        }
         std::this_thread::sleep_for(m_options.poll_interval);
     }
     m_report.ready_after = std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -77,6 +101,7 @@ void Acquisition::start(const std::vector<std::uint32_t>& channel_ids) {
                         std::to_string(m_options.ready_timeout.count()) + " ms");
     }
 
+    if (m_options.on_ready) m_options.on_ready();
     plugin.startAcquisition();
     m_report.delivering = plugin.canStopAcquisition();
     m_running = true;

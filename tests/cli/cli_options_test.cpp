@@ -48,7 +48,9 @@ TEST(CliOptionsTest, RecordTakesRepeatedCamerasAndItsNumbers) {
     EXPECT_EQ(line.command, Command::kRecord);
     EXPECT_EQ(line.record.out, "rec");
     EXPECT_EQ(line.record.cameras, (std::vector<std::string>{"0", "/dev/video2"}));
-    EXPECT_EQ(line.record.setting, "640 x 480 @ 30 fps");
+    ASSERT_EQ(line.record.settings.size(), 1u);
+    EXPECT_FALSE(line.record.settings[0].channel.has_value());
+    EXPECT_EQ(line.record.settings[0].text, "640 x 480 @ 30 fps");
     EXPECT_EQ(line.record.subsampling, 3u);
     EXPECT_EQ(line.record.frames, 90u);
     EXPECT_FALSE(line.record.duration_seconds.has_value());
@@ -56,6 +58,43 @@ TEST(CliOptionsTest, RecordTakesRepeatedCamerasAndItsNumbers) {
     EXPECT_DOUBLE_EQ(
         *parseArguments({"record", "--out", "r", "--duration", "2.5"}).record.duration_seconds,
         2.5);
+}
+
+TEST(CliOptionsTest, SettingsMayNameTheirCameraAndRecordingMayBeOpenEnded) {
+    const CommandLine line =
+        parseArguments({"record", "--setting", "0=640x480@30", "--setting",
+                        "Cam B=32 x 24 @ 100 fps", "--setting", "64x48@100", "--codec", "h264",
+                        "--start-timeout", "2.5", "--fail-fast", "--memory", "64", "--overwrite"});
+    ASSERT_EQ(line.record.settings.size(), 3u);
+    EXPECT_EQ(line.record.settings[0].channel, "0");
+    EXPECT_EQ(line.record.settings[0].text, "640x480@30");
+    EXPECT_EQ(line.record.settings[1].channel, "Cam B");
+    EXPECT_EQ(line.record.settings[1].text, "32 x 24 @ 100 fps");
+    EXPECT_FALSE(line.record.settings[2].channel.has_value());
+    EXPECT_EQ(line.record.codec, "h264");
+    EXPECT_DOUBLE_EQ(line.record.start_timeout_seconds, 2.5);
+    EXPECT_TRUE(line.record.fail_fast);
+    EXPECT_EQ(line.record.memory_mib, 64u);
+    EXPECT_TRUE(line.record.overwrite);
+    // Neither --frames nor --duration, nor --out: until stopped, into a new folder.
+    EXPECT_TRUE(line.record.out.empty());
+    EXPECT_FALSE(line.record.frames.has_value());
+    EXPECT_FALSE(line.record.duration_seconds.has_value());
+
+    std::string message;
+    EXPECT_EQ(usageCode({"record", "--frames", "3", "--duration", "1"}, &message),
+              ExitCode::kUsage);
+    EXPECT_EQ(message, "record takes --frames N or --duration SECONDS, not both");
+    EXPECT_EQ(usageCode({"record", "--codec", "mpeg2"}, &message), ExitCode::kUsage);
+    EXPECT_EQ(message, "--codec takes raw, ffv1 or h264, not 'mpeg2'");
+    EXPECT_EQ(usageCode({"record", "--setting", "=640x480@30"}, &message), ExitCode::kUsage);
+    EXPECT_EQ(message, "--setting '=640x480@30' names no channel");
+}
+
+TEST(CliOptionsTest, ACountAfterABareVirtualIsExplained) {
+    std::string message;
+    EXPECT_EQ(usageCode({"--virtual", "2", "list"}, &message), ExitCode::kUsage);
+    EXPECT_EQ(message, "unknown command '2'; --virtual takes its value after '=': --virtual=2");
 }
 
 TEST(CliOptionsTest, InfoTakesOneChannel) {
@@ -77,7 +116,7 @@ TEST(CliOptionsTest, HelpAskedAnywhereNamesTheCommandAndSkipsItsChecks) {
     EXPECT_TRUE(topic.global.help);
     EXPECT_EQ(topic.help_topic, Command::kInfo);
     EXPECT_TRUE(parseArguments({"--version"}).global.version);
-    EXPECT_EQ(helpText(Command::kRecord).rfind("Usage: zelt-camera record --out DIR", 0), 0u);
+    EXPECT_EQ(helpText(Command::kRecord).rfind("Usage: zelt-camera record [--out DIR]", 0), 0u);
 }
 
 TEST(CliOptionsTest, WrongNumbersAndMissingValuesAreUsageErrors) {

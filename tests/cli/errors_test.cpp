@@ -123,8 +123,14 @@ TEST_F(ErrorsTest, CameraErrorWhileRecordingExitsEightWithCompleteFiles) {
         run({virtualCameras({failing}), "record", "--out", out(), "--frames", "50"},
             {{"ZELT_LOG_LEVEL", "fatal"}});
     EXPECT_EQ(result.exit_code, 8);
-    EXPECT_NE(result.err.find("zelt-camera: error: the plug-in posted an error while recording: "
-                              "Camera bus received an error: Could not read from resource."),
+    EXPECT_NE(result.err.find("zelt-camera: error: camera 0 ('Failing cam') failed: the plug-in "
+                              "posted an error while recording: Camera bus received an error: "
+                              "Could not read from resource."),
+              std::string::npos)
+        << result.err;
+    // The posted error names its camera, once.
+    EXPECT_NE(result.err.find("zelt-camera: plug-in error: camera 0 ('Failing cam'): [ZELT_CAMERA] "
+                              "Camera bus received an error: Could not read from resource.\n"),
               std::string::npos)
         << result.err;
     const JsonDocument manifest(readFile(file("recording.json")));
@@ -132,11 +138,38 @@ TEST_F(ErrorsTest, CameraErrorWhileRecordingExitsEightWithCompleteFiles) {
     EXPECT_EQ(text(member(manifest.root(), "stop_reason")), "camera-error");
     JsonNode* camera = element(member(manifest.root(), "cameras"), 0);
     EXPECT_GE(integer(member(camera, "stream_errors")), 1);
+    EXPECT_EQ(text(member(camera, "failure")),
+              "the plug-in posted an error while recording: Camera bus received an error: Could "
+              "not read from resource.");
     const auto rows = readCsv(file("camera0.csv"));
     EXPECT_EQ(static_cast<gint64>(rows.size()), integer(member(camera, "frames_written")));
     EXPECT_LE(rows.size(), 20u);
     expectVideoMatchesTable(file("camera0.mkv"), rows);
     EXPECT_GE(lengthOf(member(manifest.root(), "errors")), 1u);
+}
+
+TEST_F(ErrorsTest, NameTwoCamerasShareIsRefusedWithTheirIds) {
+    const RunResult result =
+        run({virtualCameras(
+                 {smallCamera("Same cam", "/dev/zelt-a"), smallCamera("Same cam", "/dev/zelt-b")}),
+             "record", "--out", out(), "--camera", "Same cam", "--frames", "3"});
+    EXPECT_EQ(result.exit_code, 4);
+    EXPECT_NE(result.err.find("zelt-camera: error: more than one camera is called 'Same cam' "
+                              "(channels 0, 1); name one by its id or device path"),
+              std::string::npos)
+        << result.err;
+    EXPECT_FALSE(fileExists(out()));
+}
+
+TEST_F(ErrorsTest, CameraFileTheVirtualCamerasRefuseIsAUsageError) {
+    const std::string path = m_scratch / "broken.json";
+    writeFile(path, R"({"cameras": [{"name": "X", "colour": "red"}]})");
+    const RunResult result = run({"--virtual=" + path, "list"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_NE(result.err.find("zelt-camera: error: the virtual cameras refused '" + path + "': "),
+              std::string::npos)
+        << result.err;
+    EXPECT_NE(result.err.find("colour"), std::string::npos) << result.err;
 }
 
 TEST_F(ErrorsTest, UnreadableCameraFileIsAUsageError) {

@@ -15,6 +15,8 @@ TEST(FrameSettingTest, ReadsTheTextFormWithOrWithoutBlanks) {
     EXPECT_EQ(spaced->rate_numerator, 30);
     EXPECT_EQ(spaced->rate_denominator, 1);
     EXPECT_TRUE(parseFrameSetting("  640x480 @30/1fps  ").has_value());
+    // "fps" may be left out.
+    EXPECT_EQ(parseFrameSetting("640x480@30"), tight);
 }
 
 TEST(FrameSettingTest, ReducesTheRate) {
@@ -27,9 +29,9 @@ TEST(FrameSettingTest, ReducesTheRate) {
 }
 
 TEST(FrameSettingTest, RefusesWhatIsNotAFrameSetting) {
-    for (const char* text : {"", "   ", "640X480@30fps", "640x480@30", "640x480@fps",
-                             "640*480@30fps", "640x480@30/0fps", "640x480@30/ 1fps",
-                             "640x480@30fps trailing", "-640x480@30fps", "640x480@30FPS"}) {
+    for (const char* text :
+         {"", "   ", "640X480@30fps", "640x480@fps", "640*480@30fps", "640x480@30/0fps",
+          "640x480@30/ 1fps", "640x480@30fps trailing", "-640x480@30fps", "640x480@30FPS"}) {
         EXPECT_FALSE(parseFrameSetting(text).has_value()) << text;
     }
 }

@@ -1,6 +1,11 @@
-// Small pieces of the tool: formats, table rows, progress lines, constraint texts, folders.
+// Small pieces of the tool: formats, table rows, progress lines, constraint texts, folders,
+// the table writer and the time axis.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+
+#include <csignal>
+#include <thread>
 
 #include "cli_error.h"
 #include "cli_test_support.h"
@@ -9,6 +14,7 @@
 #include "output_folder.h"
 #include "pixel_formats.h"
 #include "progress.h"
+#include "time_axis.h"
 
 namespace zelt::cli {
 namespace {
@@ -113,6 +119,71 @@ TEST(OptionDescriptionTest, DescribesEveryConstraintKind) {
     EXPECT_EQ(constraintText(dependent), "depends on 0x0000000500010000 Used, Valid");
 }
 
+TEST(CsvWriterTest, RowsReachTheFileInWholeLinesAndAFailedWriteKeepsOnlyWholeLines) {
+    zelt_cli_test::TempDir scratch;
+    const std::string path = scratch / "table.csv";
+    CsvWriter writer(path, std::chrono::milliseconds(0));  // every row at once
+    CsvRow row;
+    row.host_ticks = 10;
+    row.bytes = 6156;
+    writer.write(row);
+    EXPECT_EQ(zelt_cli_test::readFile(path),
+              std::string(kCsvHeader) + "\n0,10,0.000000000,6156,\n");
+    writer.close();
+
+    // A file size limit of 100 bytes: the third row does not fit and is cut off whole.
+    struct rlimit previous {};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &previous), 0);
+    const auto previous_handler = signal(SIGXFSZ, SIG_IGN);
+    struct rlimit limit = previous;
+    limit.rlim_cur = 100;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    std::string failure;
+    {
+        CsvWriter limited(scratch / "limited.csv", std::chrono::milliseconds(0));
+        try {
+            for (std::uint64_t index = 0; index < 5; ++index) {
+                row.index = index;
+                limited.write(row);
+            }
+        } catch (const std::runtime_error& error) {
+            failure = error.what();
+        }
+    }
+    setrlimit(RLIMIT_FSIZE, &previous);
+    signal(SIGXFSZ, previous_handler);
+    EXPECT_EQ(failure, "cannot write '" + (scratch / "limited.csv") + "': File too large");
+    const std::string text = zelt_cli_test::readFile(scratch / "limited.csv");
+    EXPECT_EQ(text, std::string(kCsvHeader) + "\n0,10,0.000000000,6156,\n1,10,0.000000000,6156,\n");
+}
+
+TEST(TimeAxisTest, StartIsTheEarliestFirstFrameOnceEveryCameraReported) {
+    TimeAxis axis(2, std::chrono::seconds(30));
+    axis.firstFrame(500);
+    std::thread late([&axis] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        axis.firstFrame(300);
+    });
+    EXPECT_EQ(axis.start(500), 300u);  // waited for the second camera
+    late.join();
+    EXPECT_EQ(axis.fixedStart(), 300u);
+    axis.firstFrame(100);  // too late: the start stays
+    EXPECT_EQ(axis.start(100), 300u);
+}
+
+TEST(TimeAxisTest, ACameraThatNeverDeliversHoldsTheOthersBackOnlyTheGraceTime) {
+    TimeAxis axis(2, std::chrono::milliseconds(50));
+    axis.firstFrame(700);
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(axis.start(700), 700u);
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(40));
+
+    TimeAxis left(2, std::chrono::seconds(30));
+    left.cameraLeft();  // it did not start: nobody waits for it
+    left.firstFrame(900);
+    EXPECT_EQ(left.start(900), 900u);
+}
+
 TEST(OptionDescriptionTest, NamesItemTypes) {
     EXPECT_STREQ(itemTypeName(config_items::StringConfigItem("x")), "string");
     EXPECT_STREQ(itemTypeName(config_items::ScalarConfigItem(1.0, "fps")), "scalar");
@@ -120,23 +191,56 @@ TEST(OptionDescriptionTest, NamesItemTypes) {
     EXPECT_STREQ(itemTypeName(config_items::InvalidConfigItem()), "invalid");
 }
 
-TEST(OutputFolderTest, CreatesMissingFoldersAndAnswersTheAbsolutePath) {
+TEST(OutputFolderTest, CreatesMissingFoldersOnlyWhenAskedAndAnswersTheAbsolutePath) {
     zelt_cli_test::TempDir scratch;
-    const std::string folder = scratch / "a/b/c/";
-    EXPECT_EQ(prepareOutputFolder(folder), scratch / "a/b/c");
+    OutputFolder folder(scratch / "a/b/c/", false);
+    EXPECT_EQ(folder.path(), scratch / "a/b/c");
+    EXPECT_FALSE(zelt_cli_test::fileExists(scratch / "a"));  // nothing made by checking
+    folder.create();
     struct stat info {};
     ASSERT_EQ(stat((scratch / "a/b/c").c_str(), &info), 0);
     EXPECT_TRUE(S_ISDIR(info.st_mode));
     EXPECT_FALSE(zelt_cli_test::fileExists(scratch / "a/b/c/.zelt-camera-write-test"));
-    // An existing folder is fine too.
-    EXPECT_EQ(prepareOutputFolder(scratch.path()), scratch.path());
+    // An existing empty folder is fine too.
+    EXPECT_EQ(OutputFolder(scratch / "a/b/c", false).path(), scratch / "a/b/c");
+}
+
+TEST(OutputFolderTest, AFolderThatHoldsFilesIsRefusedUnlessOverwritten) {
+    zelt_cli_test::TempDir scratch;
+    zelt_cli_test::writeFile(scratch / "camera3.csv", "old");
+    zelt_cli_test::writeFile(scratch / "recording.json", "{}");
+    zelt_cli_test::writeFile(scratch / "notes.txt", "mine");
+    try {
+        OutputFolder(scratch.path(), false);
+        FAIL() << "no error";
+    } catch (const CliError& error) {
+        EXPECT_EQ(error.code(), ExitCode::kOutputNotWritable);
+        EXPECT_EQ(std::string(error.what()),
+                  "the output folder '" + scratch.path() +
+                      "' is not empty; name a new folder, or add --overwrite to replace the "
+                      "recording in it");
+    }
+    OutputFolder overwritten(scratch.path(), true);
+    overwritten.create();
+    // The earlier recording's files go, so that takes never mix; the user's own stay.
+    EXPECT_FALSE(zelt_cli_test::fileExists(scratch / "camera3.csv"));
+    EXPECT_FALSE(zelt_cli_test::fileExists(scratch / "recording.json"));
+    EXPECT_TRUE(zelt_cli_test::fileExists(scratch / "notes.txt"));
+}
+
+TEST(OutputFolderTest, WithoutAFolderANewTimeStampedOneIsNamed) {
+    const OutputFolder folder("", false);
+    const std::string name = folder.path().substr(folder.path().rfind('/') + 1);
+    EXPECT_EQ(name.rfind("zelt-recording-", 0), 0u) << name;
+    EXPECT_EQ(name.size(), std::string("zelt-recording-20260101-120000").size()) << name;
+    EXPECT_FALSE(zelt_cli_test::fileExists(folder.path()));
 }
 
 TEST(OutputFolderTest, FolderUnderAFileIsRefusedWithTheReason) {
     zelt_cli_test::TempDir scratch;
     zelt_cli_test::writeFile(scratch / "file", "x");
     try {
-        prepareOutputFolder(scratch / "file/sub");
+        OutputFolder(scratch / "file/sub", false).create();
         FAIL() << "no error";
     } catch (const CliError& error) {
         EXPECT_EQ(error.code(), ExitCode::kOutputNotWritable);

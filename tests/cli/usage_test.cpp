@@ -13,8 +13,8 @@ TEST_F(UsageTest, HelpWorksOnEveryCommand) {
         {{"list", "--help"}, "Usage: zelt-camera list [--json]"},
         {{"info", "--help"}, "Usage: zelt-camera info CHANNEL [--json]"},
         {{"topology", "-h"}, "Usage: zelt-camera topology"},
-        {{"record", "--help"}, "Usage: zelt-camera record --out DIR"},
-        {{"help", "record"}, "Usage: zelt-camera record --out DIR"},
+        {{"record", "--help"}, "Usage: zelt-camera record [--out DIR]"},
+        {{"help", "record"}, "Usage: zelt-camera record [--out DIR]"},
     };
     for (const auto& [arguments, first_line] : cases) {
         const RunResult result = run(arguments);
@@ -37,10 +37,10 @@ TEST_F(UsageTest, WrongCommandLinesExitTwoWithTheReason) {
         {{"film"}, "unknown command 'film'"},
         {{"list", "--colour"}, "unknown option '--colour' for list"},
         {{"info"}, "info needs a CHANNEL"},
-        {{"record", "--frames", "10"}, "record needs --out DIR"},
-        {{"record", "--out", "x"}, "record needs exactly one of --frames N and --duration SECONDS"},
         {{"record", "--out", "x", "--frames", "10", "--duration", "1"},
-         "record needs exactly one of --frames N and --duration SECONDS"},
+         "record takes --frames N or --duration SECONDS, not both"},
+        {{"--virtual", "2", "list"},
+         "unknown command '2'; --virtual takes its value after '=': --virtual=2"},
         {{"record", "--out", "x", "--frames", "0"}, "--frames needs a whole number from 1 to"},
         {{"record", "--out", "x", "--duration", "-1"},
          "--duration needs a positive number of seconds, not '-1'"},

@@ -160,6 +160,69 @@ TEST_F(AcquisitionTest, FailedPrepareIsToleratedWhenNotRequired) {
     EXPECT_TRUE(acquisition.report().ready);
 }
 
+TEST_F(AcquisitionTest, StepsPrepareOneCameraAtATimeAndReadyIsToldBeforeTheStart) {
+    auto host = openHost();
+    AcquisitionOptions options;
+    options.prepare_steps = {{0}, {1}};
+    std::vector<std::size_t> steps;
+    std::vector<int> slots_when_ready;
+    options.on_prepare_step = [&steps](std::size_t step) { steps.push_back(step); };
+    options.on_ready = [this, &slots_when_ready] { slots_when_ready = m_hooks.slots(); };
+
+    Acquisition acquisition(*host, options);
+    acquisition.start({0, 1});
+    EXPECT_EQ(steps, (std::vector<std::size_t>{0, 1}));
+    // Each step marks its channel used and prepares again.
+    EXPECT_EQ(m_hooks.collapsedSlots(), (std::vector<int>{19, 31, 18, 17, 21, 17, 21, 23, 25, 27}));
+    ASSERT_FALSE(slots_when_ready.empty());
+    EXPECT_EQ(slots_when_ready.back(), 23);  // ready, and not started yet
+    EXPECT_EQ(acquisition.channelIds(), (std::vector<std::uint32_t>{0, 1}));
+    EXPECT_TRUE(acquisition.report().failed_steps.empty());
+}
+
+TEST_F(AcquisitionTest, StepThatFailsIsLeftOutWhenNotRequired) {
+    auto host = openHost();
+    setFlag(*host, "Fake/FailPrepare", true);
+    AcquisitionOptions options;
+    options.require_prepared = false;
+    options.prepare_steps = {{0}, {1}};
+
+    Acquisition acquisition(*host, options);
+    // Every step failed: nothing is left to acquire.
+    try {
+        acquisition.start({0, 1});
+        FAIL() << "start succeeded";
+    } catch (const HostError& error) {
+        EXPECT_EQ(
+            std::string(error.what()).rfind("the plug-in could not prepare the acquisition", 0), 0u)
+            << error.what();
+    }
+    EXPECT_EQ(acquisition.report().failed_steps, (std::vector<std::size_t>{0, 1}));
+    // Each failed step's channel is marked unused again after its prepare.
+    EXPECT_EQ(m_hooks.collapsedSlots(), (std::vector<int>{19, 31, 18, 17, 21, 17, 21, 17}));
+    EXPECT_FALSE(acquisition.isRunning());
+}
+
+TEST_F(AcquisitionTest, CancelEndsTheWaitForTheChannels) {
+    auto host = openHost();
+    setFlag(*host, "Fake/NeverReady", true);
+    AcquisitionOptions options;
+    options.ready_timeout = 60000ms;
+    options.poll_interval = 5ms;
+    int polls = 0;
+    options.cancelled = [&polls] { return ++polls >= 3; };
+
+    Acquisition acquisition(*host, options);
+    try {
+        acquisition.start({0});
+        FAIL() << "start succeeded";
+    } catch (const HostError& error) {
+        EXPECT_STREQ(error.what(), "the start was cancelled");
+    }
+    EXPECT_EQ(polls, 3);
+    EXPECT_FALSE(acquisition.isRunning());
+}
+
 TEST_F(AcquisitionTest, ChannelsThatNeverComeUpTimeOut) {
     auto host = openHost();
     setFlag(*host, "Fake/NeverReady", true);

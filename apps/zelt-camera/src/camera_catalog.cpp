@@ -98,8 +98,20 @@ std::uint32_t resolveChannel(const zelt::host::Host& host, const std::vector<Cam
     for (const CameraEntry& camera : cameras) {
         if (!camera.device_path.empty() && camera.device_path == wanted) return camera.id;
     }
+    std::vector<const CameraEntry*> named;
     for (const CameraEntry& camera : cameras) {
-        if (camera.name == wanted) return camera.id;
+        if (camera.name == wanted) named.push_back(&camera);
+    }
+    if (named.size() == 1) return named.front()->id;
+    if (named.size() > 1) {
+        // Two cameras of one model share their name: which one is meant cannot be guessed.
+        std::string ids;
+        for (const CameraEntry* camera : named) {
+            ids += (ids.empty() ? "" : ", ") + std::to_string(camera->id);
+        }
+        throw CliError(ExitCode::kUnknownChannel, "more than one camera is called '" + wanted +
+                                                      "' (channels " + ids +
+                                                      "); name one by its id or device path");
     }
     if (cameras.empty()) {
         throw CliError(ExitCode::kUnknownChannel,

@@ -1,5 +1,7 @@
 #include "camera_recorder.h"
 
+#include <gst/gst.h>
+
 #include <cstring>
 #include <exception>
 #include <new>
@@ -29,8 +31,12 @@ double CameraReport::measuredFps() const {
            static_cast<double>(last_ticks - first_ticks);
 }
 
-CameraRecorder::CameraRecorder(CameraPlan plan, std::string folder, FrameQueueLimits limits)
-    : m_plan(std::move(plan)), m_folder(std::move(folder)), m_queue(limits) {
+CameraRecorder::CameraRecorder(CameraPlan plan, std::string folder, FrameQueueLimits limits,
+                               std::shared_ptr<TimeAxis> axis)
+    : m_plan(std::move(plan)),
+      m_folder(std::move(folder)),
+      m_queue(limits),
+      m_axis(std::move(axis)) {
     m_frame_sink = std::make_shared<zelt::host::CallbackSampleSink>(
         [this](std::uint64_t timestamp, std::uint64_t, const void* data, std::uint32_t size) {
             onFrame(timestamp, data, size);
@@ -75,6 +81,7 @@ void CameraRecorder::onFrame(std::uint64_t timestamp, const void* data,
     if (!m_queue.isAllocated()) {
         try {
             m_queue.allocate(size);  // once, sized by the first sample
+            m_queue_slots.store(m_queue.slotCount(), std::memory_order_relaxed);
         } catch (const std::bad_alloc&) {
             m_dropped.fetch_add(1, std::memory_order_relaxed);
             return;
@@ -90,6 +97,7 @@ void CameraRecorder::onFrame(std::uint64_t timestamp, const void* data,
     slot->timestamp = timestamp;
     if (m_recorded.load(std::memory_order_relaxed) == 0) {
         m_first_recorded_ticks.store(timestamp, std::memory_order_relaxed);
+        if (m_axis) m_axis->firstFrame(timestamp);
     }
     m_last_recorded_ticks.store(timestamp, std::memory_order_relaxed);
     m_recorded.fetch_add(1, std::memory_order_release);
@@ -123,11 +131,32 @@ void CameraRecorder::fail(const std::string& reason) noexcept {
     m_failed.store(true);
 }
 
+void CameraRecorder::cameraFailed(const std::string& reason) {
+    {
+        std::lock_guard<std::mutex> lock(m_report_mutex);
+        if (!m_failure.empty()) return;
+        m_failure = reason;
+    }
+    if (!m_camera_failed.exchange(true) && m_recorded.load() == 0 && m_axis) m_axis->cameraLeft();
+}
+
+void CameraRecorder::setNegotiated(const Negotiated& negotiated) {
+    std::lock_guard<std::mutex> lock(m_report_mutex);
+    m_negotiated = negotiated;
+}
+
 void CameraRecorder::writerLoop() noexcept {
     for (;;) {
         FrameSlot* slot = m_queue.front();
         if (slot == nullptr) {
             if (m_queue.isDrained()) break;
+            if (m_csv && !m_failed.load()) {
+                try {
+                    m_csv->flushIfDue();
+                } catch (const std::exception& error) {
+                    fail(error.what());
+                }
+            }
             m_queue.waitForFrames(kWriterWait);
             continue;
         }
@@ -154,9 +183,19 @@ void CameraRecorder::openVideo(const zelt::host::ImageDataHeader& header) {
     m_video_format.height = header.height;
     m_video_format.rate_numerator = m_plan.rate_numerator;
     m_video_format.rate_denominator = m_plan.rate_denominator > 0 ? m_plan.rate_denominator : 1;
+    m_video_format.codec = m_plan.codec;
+    {
+        std::lock_guard<std::mutex> lock(m_report_mutex);
+        if (m_negotiated && m_negotiated->rate > 0.0) {
+            // The rate the camera delivers, which may differ from the chosen text's.
+            gst_util_double_to_fraction(m_negotiated->rate, &m_video_format.rate_numerator,
+                                        &m_video_format.rate_denominator);
+        }
+    }
     m_video = std::make_unique<VideoWriter>(path(m_plan.base_name + ".mkv"), m_video_format);
     std::lock_guard<std::mutex> lock(m_report_mutex);
     m_video_file = m_plan.base_name + ".mkv";
+    m_video_format_name = m_video_format.format.stored_format;
 }
 
 void CameraRecorder::writeFrame(const FrameSlot& slot) {
@@ -166,6 +205,10 @@ void CameraRecorder::writeFrame(const FrameSlot& slot) {
         openVideo(*header);
         m_header = header;
         m_first_ticks = slot.timestamp;
+        m_origin_ticks = m_axis ? m_axis->start(slot.timestamp) : slot.timestamp;
+        std::lock_guard<std::mutex> lock(m_report_mutex);
+        m_shared_header = header;
+        m_shared_origin = m_origin_ticks;
         m_first_frame.assign(slot.bytes.get() + zelt::host::kImageDataHeaderSize,
                              slot.bytes.get() + slot.size);
     } else if (*header != *m_header) {
@@ -173,8 +216,9 @@ void CameraRecorder::writeFrame(const FrameSlot& slot) {
     }
     const std::uint8_t* pixels = slot.bytes.get() + zelt::host::kImageDataHeaderSize;
     const std::size_t pixel_bytes = slot.size - zelt::host::kImageDataHeaderSize;
+    // Every camera counts from the recording's common start, so the videos line up.
     const std::uint64_t ticks =
-        slot.timestamp >= m_first_ticks ? slot.timestamp - m_first_ticks : 0;
+        slot.timestamp >= m_origin_ticks ? slot.timestamp - m_origin_ticks : 0;
     const long double seconds = static_cast<long double>(ticks) / m_plan.frequency;
     m_video->push(pixels, pixel_bytes, static_cast<std::uint64_t>(seconds * 1e9L + 0.5L));
 
@@ -188,7 +232,8 @@ void CameraRecorder::writeFrame(const FrameSlot& slot) {
     m_last_ticks = slot.timestamp;
     m_written.fetch_add(1, std::memory_order_release);
 
-    if (!m_png_written && seconds >= kPictureAfterSeconds) {
+    if (!m_png_written && static_cast<double>(slot.timestamp - m_first_ticks) / m_plan.frequency >=
+                              kPictureAfterSeconds) {
         writePng(path(m_plan.base_name + ".png"), m_video_format, pixels, pixel_bytes);
         m_png_written = true;
     }
@@ -237,16 +282,26 @@ CameraReport CameraRecorder::report() const {
     report.dropped = m_dropped.load();
     report.written = m_written.load();
     report.stream_events = m_stream_events.load();
-    report.header = m_header;
-    report.stored_format = m_header ? m_video_format.format.stored_format : "";
-    report.first_ticks = m_header ? m_first_ticks : 0;
-    report.last_ticks = m_header ? m_last_ticks : 0;
-    report.queue_slots = m_queue.slotCount();
+    report.queue_slots = m_queue_slots.load(std::memory_order_relaxed);
     std::lock_guard<std::mutex> lock(m_report_mutex);
+    // While the writer runs, its own members are its own: the report takes the copies it
+    // shares, and the stamps the streaming thread keeps.
+    report.header = m_shared_header;
+    report.stored_format = m_shared_header ? m_video_format_name : "";
+    report.origin_ticks = m_shared_header ? m_shared_origin : 0;
+    if (m_finished) {
+        report.first_ticks = m_header ? m_first_ticks : 0;
+        report.last_ticks = m_header ? m_last_ticks : 0;
+    } else {
+        report.first_ticks = m_first_recorded_ticks.load();
+        report.last_ticks = m_last_recorded_ticks.load();
+    }
     report.video_file = m_video_file;
     report.csv_file = m_csv_file;
     report.png_file = m_png_file;
     report.errors = m_errors;
+    report.failure = m_failure;
+    report.negotiated = m_negotiated;
     return report;
 }
 

@@ -13,6 +13,7 @@
 #include "csv_writer.h"
 #include "frame_queue.h"
 #include "png_writer.h"
+#include "time_axis.h"
 #include "video_writer.h"
 #include "zelt/sample_sink.h"
 #include "zelt_host/image_data_header.h"
@@ -38,6 +39,15 @@ struct CameraPlan {
     std::optional<std::uint64_t> frame_limit;
     /// The host time base's ticks per second.
     double frequency = 1e7;
+    /// How the video file stores the frames.
+    VideoCodec codec = VideoCodec::kRaw;
+};
+
+/// What the camera negotiated, read from its channel ("SampleRate", "FrameFormat") once it
+/// delivered its first frame.
+struct Negotiated {
+    double rate = 0.0;  ///< frames per second delivered (the subsampling taken into account)
+    std::string format;
 };
 
 /// Counts and facts of one camera's recording, for the manifest and the summary.
@@ -54,6 +64,9 @@ struct CameraReport {
     std::size_t queue_slots = 0;
     std::string video_file, csv_file, png_file;  ///< names in the folder; empty: not written
     std::vector<std::string> errors;             ///< what went wrong while writing
+    std::string failure;  ///< why the camera itself failed (it did not start...); empty: it did not
+    std::uint64_t origin_ticks = 0;  ///< the recording's common start the file counts from
+    std::optional<Negotiated> negotiated;
     /// Frames per second between the first and the last written frame; 0 with fewer than 2.
     double measuredFps() const;
 };
@@ -72,7 +85,9 @@ class CameraRecorder {
 public:
     /// Creates the table file at once, so that an unwritable folder shows before recording.
     /// Throws std::runtime_error when it cannot.
-    CameraRecorder(CameraPlan plan, std::string folder, FrameQueueLimits limits = {});
+    /// `axis`: the recording's common start (null: the camera's own first frame).
+    CameraRecorder(CameraPlan plan, std::string folder, FrameQueueLimits limits = {},
+                   std::shared_ptr<TimeAxis> axis = nullptr);
     /// finish() if it did not run.
     ~CameraRecorder();
 
@@ -102,7 +117,15 @@ public:
     /// The writer failed (the recording should stop); the reason is in report().errors.
     bool hasFailed() const noexcept { return m_failed.load(); }
 
-    /// The counts and facts; call it after finish().
+    /// The camera failed on its own (it did not start, it posted an error): recorded in the
+    /// report; a camera that never delivered leaves the common start. Any thread.
+    void cameraFailed(const std::string& reason);
+    bool hasCameraFailed() const noexcept { return m_camera_failed.load(); }
+    /// What the camera negotiated; call before delivery is switched on: the video file's
+    /// header takes its rate.
+    void setNegotiated(const Negotiated& negotiated);
+
+    /// The counts and facts; call it after finish() (or while recording, for a snapshot).
     CameraReport report() const;
 
     // The sinks' functions (streaming thread).
@@ -135,6 +158,10 @@ private:
     std::atomic<std::uint64_t> m_first_recorded_ticks{0};
     std::atomic<std::uint64_t> m_last_recorded_ticks{0};
     std::atomic<bool> m_failed{false};
+    std::atomic<bool> m_camera_failed{false};
+    std::atomic<std::size_t> m_queue_slots{0};  ///< for reports while recording
+    std::shared_ptr<TimeAxis> m_axis;
+    std::optional<Negotiated> m_negotiated;  ///< set before delivery, read by the writer
 
     // Writer thread only (until it is joined).
     std::unique_ptr<VideoWriter> m_video;
@@ -142,6 +169,7 @@ private:
     std::optional<zelt::host::ImageDataHeader> m_header;
     VideoFormat m_video_format;
     std::uint64_t m_first_ticks = 0;
+    std::uint64_t m_origin_ticks = 0;
     std::uint64_t m_last_ticks = 0;
     bool m_png_written = false;
     std::vector<std::uint8_t> m_first_frame;  ///< the picture's fallback
@@ -150,6 +178,10 @@ private:
     bool m_finished = false;
     mutable std::mutex m_report_mutex;  ///< guards the members below
     std::vector<std::string> m_errors;
+    std::string m_failure;
+    std::optional<zelt::host::ImageDataHeader> m_shared_header;
+    std::uint64_t m_shared_origin = 0;
+    std::string m_video_format_name;
     std::string m_video_file, m_csv_file, m_png_file;
 };
 

@@ -16,7 +16,10 @@ enum class ExitCode : int {
     kSettingNotOffered = 5,  ///< --setting names a frame setting the camera does not offer
     kOutputNotWritable = 6,  ///< --out cannot be created or written
     kPluginNotLoaded = 7,    ///< the camera plug-in library cannot be loaded or brought up
-    kPluginError = 8,        ///< the plug-in posted an error (the acquisition failed or broke)
+    kPluginError = 8,        ///< the plug-in posted an error: a camera failed (the others recorded)
+    kWriterFailed = 9,       ///< a file could not be written while recording (disk full, limit)
+    kStartTimeout = 10,      ///< a camera did not deliver its first frame within the start timeout
+    kHangup = 129,           ///< stopped by SIGHUP (128 + 1); the files are complete
     kInterrupted = 130,      ///< stopped by SIGINT (128 + 2); the files are complete
     kTerminated = 143,       ///< stopped by SIGTERM (128 + 15); the files are complete
 };

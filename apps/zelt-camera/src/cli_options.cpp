@@ -45,6 +45,21 @@ double parseSeconds(const std::string& option, const std::string& text) {
     return value;
 }
 
+// "TEXT" or "CHANNEL=TEXT". A frame setting holds no '=', so the first one separates.
+SettingRequest settingRequest(const std::string& text) {
+    SettingRequest request;
+    const auto equals = text.find('=');
+    if (equals == std::string::npos) {
+        request.text = text;
+    } else {
+        request.channel = text.substr(0, equals);
+        request.text = text.substr(equals + 1);
+        if (request.channel->empty()) throw usageError("--setting '" + text + "' names no channel");
+    }
+    if (request.text.empty()) throw usageError("--setting needs a frame setting");
+    return request;
+}
+
 // Walks the arguments once; options may come as "--name value" or "--name=value".
 class Parser {
 public:
@@ -58,9 +73,12 @@ public:
                 options_ended = true;
             } else if (!options_ended && argument.size() > 1 && argument[0] == '-') {
                 option(argument);
+                m_after_bare_virtual = argument == "--virtual";
+                continue;
             } else {
                 positional(argument);
             }
+            m_after_bare_virtual = false;
         }
         if (m_result.command == Command::kHelp) {
             m_result.global.help = true;
@@ -130,8 +148,33 @@ private:
                 record.cameras.push_back(value());
                 return;
             }
+            if (name == "--overwrite") {
+                flag();
+                record.overwrite = true;
+                return;
+            }
             if (name == "--setting") {
-                record.setting = value();
+                record.settings.push_back(settingRequest(value()));
+                return;
+            }
+            if (name == "--codec") {
+                record.codec = value();
+                if (record.codec != "raw" && record.codec != "ffv1" && record.codec != "h264") {
+                    throw usageError("--codec takes raw, ffv1 or h264, not '" + record.codec + "'");
+                }
+                return;
+            }
+            if (name == "--start-timeout") {
+                record.start_timeout_seconds = parseSeconds(name, value());
+                return;
+            }
+            if (name == "--fail-fast") {
+                flag();
+                record.fail_fast = true;
+                return;
+            }
+            if (name == "--memory") {
+                record.memory_mib = parsePositive(name, value(), 1u << 20);
                 return;
             }
             if (name == "--subsampling") {
@@ -159,6 +202,10 @@ private:
     void positional(const std::string& argument) {
         if (m_result.command == Command::kNone) {
             m_result.command = commandFromName(argument);
+            if (m_result.command == Command::kNone && m_after_bare_virtual) {
+                throw usageError("unknown command '" + argument +
+                                 "'; --virtual takes its value after '=': --virtual=" + argument);
+            }
             if (m_result.command == Command::kNone) {
                 throw usageError("unknown command '" + argument +
                                  "' (commands: list, info, topology, record, help)");
@@ -189,10 +236,8 @@ private:
                 break;
             case Command::kRecord: {
                 const RecordOptions& record = m_result.record;
-                if (record.out.empty()) throw usageError("record needs --out DIR");
-                if (record.frames.has_value() == record.duration_seconds.has_value()) {
-                    throw usageError(
-                        "record needs exactly one of --frames N and --duration SECONDS");
+                if (record.frames && record.duration_seconds) {
+                    throw usageError("record takes --frames N or --duration SECONDS, not both");
                 }
                 break;
             }
@@ -204,6 +249,7 @@ private:
     const std::vector<std::string>& m_arguments;
     std::size_t m_index = 0;
     bool m_has_channel = false;
+    bool m_after_bare_virtual = false;  ///< the argument before was a bare --virtual
     CommandLine m_result;
 };
 

@@ -32,15 +32,34 @@ struct InfoOptions {
     bool json = false;
 };
 
+/// One --setting: the frame setting text, for one channel or (no channel) for every camera.
+struct SettingRequest {
+    std::optional<std::string> channel;  ///< CHANNEL of "CHANNEL=TEXT"
+    std::string text;
+};
+
 struct RecordOptions {
+    /// --out DIR; empty: a new folder "zelt-recording-YYYYMMDD-HHMMSS" in the current one.
     std::string out;
+    /// --overwrite: a --out folder that holds files is used anyway (its recording files are
+    /// replaced); without it such a folder is refused.
+    bool overwrite = false;
     /// --camera CHANNEL, repeatable; empty: every camera.
     std::vector<std::string> cameras;
-    std::optional<std::string> setting;
+    /// --setting [CHANNEL=]TEXT, repeatable; a channel's own one wins over the plain one.
+    std::vector<SettingRequest> settings;
     std::optional<std::uint32_t> subsampling;
-    /// Exactly one of the two is set.
+    /// At most one of the two is set; neither: until Ctrl-C or SIGTERM.
     std::optional<std::uint64_t> frames;
     std::optional<double> duration_seconds;
+    /// --codec raw|ffv1|h264.
+    std::string codec = "raw";
+    /// --start-timeout SECONDS: how long the cameras may take to deliver their first frame.
+    double start_timeout_seconds = 10.0;
+    /// --fail-fast: any camera's failure ends the whole recording.
+    bool fail_fast = false;
+    /// --memory MIB: all frame queues together.
+    std::uint64_t memory_mib = 512;
 };
 
 /// The whole command line, parsed.

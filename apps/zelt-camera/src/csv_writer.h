@@ -1,9 +1,8 @@
 // The per-frame table of a recording.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -13,9 +12,9 @@ namespace zelt::cli {
 inline constexpr const char* kCsvHeader = "index,host_ticks,seconds,bytes,frame_counter";
 
 /// One row: the frame's place in the file (from 0), its host time stamp in ticks, its time in
-/// seconds from the first frame (the frame's time stamp in the video file), the bytes of the
-/// sample the plug-in delivered (12-byte image header included) and the frame counter's value
-/// for it (empty when the counter sent none).
+/// seconds from the recording's common start (the frame's time stamp in the video file), the
+/// bytes of the sample the plug-in delivered (12-byte image header included) and the frame
+/// counter's value for it (empty when the counter sent none).
 struct CsvRow {
     std::uint64_t index = 0;
     std::uint64_t host_ticks = 0;
@@ -28,27 +27,41 @@ struct CsvRow {
 /// decimals: nanoseconds, finer than any host tick of interest.
 std::string csvRowText(const CsvRow& row);
 
-/// Writes the table to a file: the header at once, one line per row, buffered. close()
-/// flushes and closes; a write error throws std::runtime_error at the row or at close().
+/// Writes the table to a file as it grows: rows collect in memory and reach the file in whole
+/// lines, at least every `flush_interval` (and whenever 64 KiB are waiting), so that a process
+/// killed at any moment leaves a table of whole lines at most that much behind. A write the
+/// disk refuses (full, quota, file size limit) cuts the file back to its last whole line and
+/// throws std::runtime_error with the system's reason; later rows are not written.
 class CsvWriter {
 public:
-    /// Creates (truncates) the file; throws std::runtime_error when it cannot.
-    explicit CsvWriter(const std::string& path);
+    /// Creates (truncates) the file and writes the header line; throws std::runtime_error
+    /// when it cannot.
+    explicit CsvWriter(const std::string& path,
+                       std::chrono::milliseconds flush_interval = std::chrono::milliseconds(250));
+    /// Closes the file without throwing (what is waiting is written when it can be).
     ~CsvWriter();
 
     CsvWriter(const CsvWriter&) = delete;
     CsvWriter& operator=(const CsvWriter&) = delete;
 
     void write(const CsvRow& row);
+    /// Writes what is waiting now.
+    void flush();
+    /// Writes what is waiting when the flush interval has passed.
+    void flushIfDue();
+    /// Flushes and closes; idempotent.
     void close();
 
 private:
-    struct FileClose {
-        void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-    };
+    void writePending();
 
     std::string m_path;
-    std::unique_ptr<std::FILE, FileClose> m_file;
+    int m_fd = -1;
+    std::string m_pending;        ///< whole lines not yet in the file
+    std::uint64_t m_written = 0;  ///< bytes of whole lines in the file
+    bool m_failed = false;
+    std::chrono::milliseconds m_flush_interval;
+    std::chrono::steady_clock::time_point m_last_flush;
 };
 
 }  // namespace zelt::cli

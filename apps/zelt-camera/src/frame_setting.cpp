@@ -69,7 +69,8 @@ std::optional<FrameSetting> parseFrameSetting(const std::string& text) {
         if (!value || *value == 0) return std::nullopt;
         denominator = *value;
     }
-    if (!reader.literal("fps") || !reader.atEnd()) return std::nullopt;
+    // "fps" may be left out ("640x480@30"): the rate is the only number after '@'.
+    if (!reader.atEnd() && (!reader.literal("fps") || !reader.atEnd())) return std::nullopt;
     const std::int64_t divisor = std::gcd(*numerator, denominator);
     setting.width = *width;
     setting.height = *height;

@@ -24,7 +24,7 @@ void writeFile(const std::string& path, const std::string& text) {
     }
 }
 
-void writeCamera(JsonWriter& json, const CameraReport& camera) {
+void writeCamera(JsonWriter& json, const CameraReport& camera, const RecordingManifest& manifest) {
     const CameraPlan& plan = camera.plan;
     json.beginObject();
     json.key("id").value(plan.id);
@@ -52,7 +52,30 @@ void writeCamera(JsonWriter& json, const CameraReport& camera) {
         .value(camera.written > 0 ? std::optional(camera.first_ticks) : std::nullopt);
     json.key("last_host_ticks")
         .value(camera.written > 0 ? std::optional(camera.last_ticks) : std::nullopt);
+    json.key("first_frame_time")
+        .value(camera.written > 0 || camera.first_ticks > 0
+                   ? std::optional(isoTimeOfTicks(manifest.time_absolute_start,
+                                                  manifest.time_frequency, camera.first_ticks))
+                   : std::nullopt);
+    json.key("first_frame_seconds")
+        .value(camera.written > 0 && manifest.common_start_ticks &&
+                       camera.first_ticks >= *manifest.common_start_ticks
+                   ? std::optional(
+                         static_cast<double>(camera.first_ticks - *manifest.common_start_ticks) /
+                         manifest.time_frequency)
+                   : std::nullopt);
     json.key("measured_fps").value(camera.measuredFps());
+    json.key("negotiated");
+    if (camera.negotiated) {
+        json.beginObject();
+        json.key("rate").value(camera.negotiated->rate);
+        json.key("format").value(camera.negotiated->format);
+        json.endObject();
+    } else {
+        json.null();
+    }
+    json.key("failure").value(camera.failure.empty() ? std::nullopt
+                                                     : std::optional(camera.failure));
     json.key("queue_slots").value(static_cast<std::uint64_t>(camera.queue_slots));
     json.key("files").beginObject();
     auto file = [&json](const char* name, const std::string& value) {
@@ -95,6 +118,10 @@ const char* stopReasonText(StopReason reason) noexcept {
             return "no-frames";
         case StopReason::kError:
             return "error";
+        case StopReason::kHangup:
+            return "hangup";
+        case StopReason::kStartTimeout:
+            return "start-timeout";
     }
     return "unknown";
 }
@@ -120,6 +147,33 @@ std::string isoTime(const zelt::DateTime& time) {
                   time.month, time.day, time.hour, time.minute, time.second,
                   static_cast<long long>(time.nanosecond));
     return buffer;
+}
+
+std::string isoTimeOfTicks(const zelt::DateTime& start, double frequency, std::uint64_t ticks) {
+    std::tm utc{};
+    utc.tm_year = start.year - 1900;
+    utc.tm_mon = start.month - 1;
+    utc.tm_mday = start.day;
+    utc.tm_hour = start.hour;
+    utc.tm_min = start.minute;
+    utc.tm_sec = start.second;
+    const long double since_tick0 = frequency > 0 ? static_cast<long double>(ticks) / frequency : 0;
+    const auto whole = static_cast<std::int64_t>(since_tick0);
+    std::int64_t nanoseconds =
+        start.nanosecond + static_cast<std::int64_t>((since_tick0 - whole) * 1e9L + 0.5L);
+    std::time_t seconds = timegm(&utc) + whole + nanoseconds / 1'000'000'000;
+    nanoseconds %= 1'000'000'000;
+    std::tm result{};
+    gmtime_r(&seconds, &result);
+    zelt::DateTime time;
+    time.year = result.tm_year + 1900;
+    time.month = result.tm_mon + 1;
+    time.day = result.tm_mday;
+    time.hour = result.tm_hour;
+    time.minute = result.tm_min;
+    time.second = result.tm_sec;
+    time.nanosecond = nanoseconds;
+    return isoTime(time);
 }
 
 std::string manifestJson(const RecordingManifest& manifest) {
@@ -159,18 +213,30 @@ std::string manifestJson(const RecordingManifest& manifest) {
     json.key("request").beginObject();
     json.key("frames").value(manifest.requested_frames);
     json.key("duration_seconds").value(manifest.requested_duration_seconds);
-    json.key("setting").value(manifest.requested_setting);
+    json.key("settings").beginArray();
+    for (const std::string& setting : manifest.requested_settings) json.value(setting);
+    json.endArray();
     json.key("subsampling").value(manifest.requested_subsampling);
+    json.key("codec").value(manifest.codec);
+    json.key("start_timeout_seconds").value(manifest.start_timeout_seconds);
+    json.key("memory_mib").value(manifest.memory_mib);
     json.endObject();
     json.key("time_base").beginObject();
     json.key("frequency").value(manifest.time_frequency);
     json.key("absolute_start").value(isoTime(manifest.time_absolute_start));
+    json.key("common_start_host_ticks").value(manifest.common_start_ticks);
+    json.key("common_start_time")
+        .value(manifest.common_start_ticks
+                   ? std::optional(isoTimeOfTicks(manifest.time_absolute_start,
+                                                  manifest.time_frequency,
+                                                  *manifest.common_start_ticks))
+                   : std::nullopt);
     json.endObject();
     json.key("frames_delivered").value(delivered);
     json.key("frames_written").value(written);
     json.key("frames_dropped").value(dropped);
     json.key("cameras").beginArray();
-    for (const CameraReport& camera : manifest.cameras) writeCamera(json, camera);
+    for (const CameraReport& camera : manifest.cameras) writeCamera(json, camera, manifest);
     json.endArray();
     json.key("errors").beginArray();
     for (const auto& error : manifest.errors) {
@@ -191,9 +257,17 @@ std::string manifestJson(const RecordingManifest& manifest) {
 void writeManifest(const RecordingManifest& manifest) {
     const std::string path = manifest.folder + "/" + kManifestFile;
     const std::string temporary = path + ".part";
-    writeFile(temporary, manifestJson(manifest));
+    try {
+        writeFile(temporary, manifestJson(manifest));
+    } catch (...) {
+        // A full disk keeps the manifest written before; no half file stays behind.
+        std::remove(temporary.c_str());
+        throw;
+    }
     if (std::rename(temporary.c_str(), path.c_str()) != 0) {
-        throw std::runtime_error("cannot write '" + path + "': " + std::strerror(errno));
+        const int error = errno;
+        std::remove(temporary.c_str());
+        throw std::runtime_error("cannot write '" + path + "': " + std::strerror(error));
     }
 }
 

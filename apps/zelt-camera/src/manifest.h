@@ -23,10 +23,12 @@ enum class StopReason {
     kDuration,      ///< "duration": --duration passed
     kInterrupted,   ///< "interrupted": SIGINT
     kTerminated,    ///< "terminated": SIGTERM
+    kHangup,        ///< "hangup": SIGHUP (the terminal was closed)
     kCameraError,   ///< "camera-error": every camera reported an error
     kWriterFailed,  ///< "writer-failed": a file could not be written
     kNoFrames,      ///< "no-frames": nothing arrived for a long time (--frames)
     kError,         ///< "error": the acquisition did not start
+    kStartTimeout,  ///< "start-timeout": a camera did not deliver its first frame in time
 };
 
 /// The manifest's text of `reason`.
@@ -49,18 +51,24 @@ struct RecordingManifest {
     double duration_seconds = 0.0;  ///< from delivery on to delivery off
 
     StopReason stop_reason = StopReason::kRunning;
-    bool interrupted = false;           ///< stopped by SIGINT or SIGTERM
-    std::optional<std::string> signal;  ///< "SIGINT", "SIGTERM"
+    bool interrupted = false;           ///< stopped by SIGINT, SIGTERM or SIGHUP
+    std::optional<std::string> signal;  ///< "SIGINT", "SIGTERM", "SIGHUP"
     bool complete = false;              ///< the files are finished (false while running)
     int exit_code = 0;
 
     std::optional<std::uint64_t> requested_frames;
     std::optional<double> requested_duration_seconds;
-    std::optional<std::string> requested_setting;
+    std::vector<std::string> requested_settings;  ///< each --setting as given
+    std::string codec = "raw";
+    double start_timeout_seconds = 0.0;
+    std::uint64_t memory_mib = 0;
     std::optional<std::uint32_t> requested_subsampling;
 
     double time_frequency = 0.0;         ///< host ticks per second
     zelt::DateTime time_absolute_start;  ///< wall-clock time (UTC) of host tick 0
+    /// The recording's common start: the host tick of the first frame of any camera, where
+    /// every video and table counts from (nothing before a frame arrived).
+    std::optional<std::uint64_t> common_start_ticks;
 
     std::vector<CameraReport> cameras;
     /// Every error the plug-in posted while the tool ran, withdrawn ones included.
@@ -77,5 +85,7 @@ void writeManifest(const RecordingManifest& manifest);
 /// "2024-05-01T12:00:00.123Z"
 std::string isoTime(std::chrono::system_clock::time_point time);
 std::string isoTime(const zelt::DateTime& time);
+/// The UTC time of host tick `ticks`: `start` (tick 0) plus ticks / frequency, in nanoseconds.
+std::string isoTimeOfTicks(const zelt::DateTime& start, double frequency, std::uint64_t ticks);
 
 }  // namespace zelt::cli

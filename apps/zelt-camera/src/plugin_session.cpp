@@ -89,6 +89,21 @@ void addVirtualCameraPluginPath() {
     setenv(kPluginPathVariable, path.empty() ? folder.c_str() : (folder + ":" + path).c_str(), 1);
 }
 
+// A camera file the virtual cameras refused (not JSON, an unknown member) leaves no camera; the
+// provider keeps the reason, which is a mistake on the command line, not "no camera found".
+void checkVirtualCameraFile(const std::string& source) {
+    gst_support::ObjectPtr<GstDeviceProvider> provider(
+        gst_device_provider_factory_get_by_name(ZELT_VCAM_PROVIDER_NAME));
+    if (!provider) return;
+    gchar* raw_error = nullptr;
+    g_object_get(provider.get(), "last-error", &raw_error, nullptr);
+    const gst_support::GCharPtr error(raw_error);
+    if (error != nullptr && error.get()[0] != '\0') {
+        throw CliError(ExitCode::kUsage,
+                       "the virtual cameras refused '" + source + "': " + error.get());
+    }
+}
+
 void checkVirtualCameraPlugin() {
     gst_support::ObjectPtr<GstPlugin> plugin(
         gst_registry_find_plugin(gst_registry_get(), ZELT_VCAM_PLUGIN_NAME));
@@ -136,6 +151,7 @@ PluginSession::PluginSession(const GlobalOptions& options) {
         throw CliError(ExitCode::kPluginNotLoaded,
                        std::string("cannot load the camera plug-in: ") + error.what());
     }
+    if (options.virtual_cameras) checkVirtualCameraFile(m_virtual_cameras);
 }
 
 PluginSession::~PluginSession() = default;

@@ -1,5 +1,8 @@
 #include "progress.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <cstdio>
 
 namespace zelt::cli {
@@ -35,14 +38,33 @@ void ProgressDisplay::erase() {
     m_lines.clear();
 }
 
+std::string ProgressDisplay::fitted(std::string line) const {
+    // A line longer than the terminal would wrap, and moving up one line per line would then
+    // leave pieces behind: cut it to the width.
+    struct winsize size {};
+    if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 &&
+        line.size() >= size.ws_col) {
+        line.resize(size.ws_col - 1u);
+    }
+    return line;
+}
+
 void ProgressDisplay::update(const std::vector<CameraProgress>& cameras, double elapsed_seconds,
                              std::optional<double> remaining_seconds) {
     if (!m_terminal) return;
     erase();
     for (const CameraProgress& camera : cameras) {
-        m_lines.push_back(progressLine(camera, elapsed_seconds, remaining_seconds));
+        m_lines.push_back(fitted(progressLine(camera, elapsed_seconds, remaining_seconds)));
         m_out << m_lines.back() << "\n";
     }
+    m_out.flush();
+}
+
+void ProgressDisplay::status(const std::string& text) {
+    if (!m_terminal) return;
+    erase();
+    m_lines.push_back(fitted(text));
+    m_out << m_lines.back() << "\n";
     m_out.flush();
 }
 

@@ -34,6 +34,9 @@ public:
     /// Redraws the lines.
     void update(const std::vector<CameraProgress>& cameras, double elapsed_seconds,
                 std::optional<double> remaining_seconds);
+    /// Shows one line in place of the progress lines ("waiting for camera 0 ..."); on a
+    /// terminal only.
+    void status(const std::string& text);
     /// Prints `text` on a line of its own above the progress lines.
     void message(const std::string& text);
     /// Removes the progress lines (before the summary).
@@ -41,6 +44,7 @@ public:
 
 private:
     void erase();
+    std::string fitted(std::string line) const;
 
     std::ostream& m_out;
     bool m_terminal;

@@ -48,6 +48,23 @@ std::string applySetting(zelt::host::Host& host, const CameraEntry& camera,
     return *offered;
 }
 
+// The --setting meant for `camera`: its own "CHANNEL=TEXT" (the last one given), else the
+// last plain one; nothing keeps the camera's selected setting.
+std::optional<std::string> settingFor(const zelt::host::Host& host,
+                                      const std::vector<CameraEntry>& cameras,
+                                      const CameraEntry& camera, const RecordOptions& options) {
+    std::optional<std::string> own;
+    std::optional<std::string> plain;
+    for (const SettingRequest& request : options.settings) {
+        if (!request.channel) {
+            plain = request.text;
+        } else if (resolveCamera(host, cameras, *request.channel).id == camera.id) {
+            own = request.text;
+        }
+    }
+    return own ? own : plain;
+}
+
 }  // namespace
 
 std::vector<CameraPlan> planCameras(PluginSession& session, const RecordOptions& options) {
@@ -66,6 +83,16 @@ std::vector<CameraPlan> planCameras(PluginSession& session, const RecordOptions&
         }
     }
 
+    // A per-camera setting for a camera that is not recorded is a mistake worth saying.
+    for (const SettingRequest& request : options.settings) {
+        if (!request.channel) continue;
+        const CameraEntry& named = resolveCamera(host, cameras, *request.channel);
+        if (std::find(chosen.begin(), chosen.end(), &named) == chosen.end()) {
+            throw CliError(ExitCode::kUsage, "--setting " + *request.channel + "=" + request.text +
+                                                 " names a camera that is not recorded");
+        }
+    }
+
     const double frequency = host.timeSource() ? host.timeSource()->getFrequency() : 1e9;
     std::vector<CameraPlan> plans;
     for (const CameraEntry* camera : chosen) {
@@ -74,7 +101,7 @@ std::vector<CameraPlan> planCameras(PluginSession& session, const RecordOptions&
         plan.counter_id = camera->counter_id;
         plan.name = camera->name;
         plan.device_path = camera->device_path;
-        plan.setting = applySetting(host, *camera, options.setting);
+        plan.setting = applySetting(host, *camera, settingFor(host, cameras, *camera, options));
         if (options.subsampling) {
             if (!host.setItem(
                     camera->id, keys::kFrameSubsampling,

@@ -1,15 +1,27 @@
-// Lossless video files: raw frames in Matroska, each with its own time stamp.
+// Video files: frames in Matroska, raw or encoded, each with its own time stamp.
 #pragma once
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "gst_support/gst_ptr.h"
 #include "pixel_formats.h"
 
 namespace zelt::cli {
+
+/// How frames are stored in the video file.
+enum class VideoCodec {
+    kRaw,   ///< "raw": the samples as they are (V_UNCOMPRESSED)
+    kFfv1,  ///< "ffv1": lossless FFV1 (avenc_ffv1)
+    kH264,  ///< "h264": H.264 (x264enc), lossy, a small fraction of the size
+};
+
+/// The codec of a --codec text ("raw", "ffv1", "h264"), or nothing.
+std::optional<VideoCodec> videoCodecFromName(const std::string& name);
+const char* videoCodecName(VideoCodec codec) noexcept;
 
 /// What the frames of one video file are.
 struct VideoFormat {
@@ -20,14 +32,20 @@ struct VideoFormat {
     /// own time stamp whatever this says.
     int rate_numerator = 0;
     int rate_denominator = 1;
+    VideoCodec codec = VideoCodec::kRaw;
 };
 
 /// Writes one Matroska file through a GStreamer pipeline of its own:
-///   appsrc ! [videoconvert !] matroskamux ! filesink
-/// (videoconvert only where the sample layout is rearranged for Matroska, see StoredFormat).
-/// Frames are pushed from one thread (the writer thread); appsrc blocks that thread when the
-/// muxer and the disk fall behind, never the camera's. finish() sends end-of-stream and waits
-/// until the muxer has written its index and the file is closed: only then is the file
+///   appsrc ! [videoconvert !] [encoder !] matroskamux ! filesink
+/// (videoconvert only where the sample layout is rearranged for Matroska or the encoder, see
+/// StoredFormat). The file survives the process being killed: the muxer writes each cluster
+/// (at most 0.3 s of frames) as it closes it, with sizes marked unknown until the end, and the
+/// file sink writes without a buffer of its own, so a cut file holds every frame up to its
+/// last whole cluster and players read it; finish() adds the index and the duration.
+/// Frames are pushed from one thread (the writer thread); push() holds that thread while 8
+/// frames wait in appsrc (the muxer and the disk fall behind), never the camera's, and
+/// returns with an error as soon as the pipeline reports one. finish() sends end-of-stream and
+/// waits until the muxer has written its index and the file is closed: only then is the file
 /// complete. Destroying an unfinished writer stops the pipeline without finishing the file.
 class VideoWriter {
 public:
@@ -53,6 +71,7 @@ public:
 
 private:
     void checkBus();
+    void failWith(const std::string& reason);
     void stop() noexcept;
 
     std::string m_path;
@@ -60,7 +79,9 @@ private:
     gst_support::ElementPtr m_appsrc;
     gst_support::BusPtr m_bus;
     std::size_t m_frame_bytes = 0;
+    std::uint64_t m_max_queued_bytes = 0;  ///< appsrc holds at most this much
     bool m_finished = false;
+    bool m_failed = false;  ///< the pipeline reported an error: no end of stream will come
 };
 
 /// The text of a GStreamer error message: "text (debug details)".

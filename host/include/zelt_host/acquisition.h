@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace zelt::host {
@@ -22,6 +23,21 @@ struct AcquisitionOptions {
     /// acquisition goes on with the channels that came up (a camera that failed has posted
     /// its error, and checkChannels counts it as settled).
     bool require_prepared = true;
+    /// Prepares the channels in steps instead of all at once: each step marks its channels
+    /// used as well and calls prepareAcquisition [21] again, which starts only the cameras not
+    /// started yet. A camera's start blocks until it has settled, so a camera that never does
+    /// is known by the step that does not return, and a camera that fails by the step that
+    /// answers false. Without require_prepared such a step's channels are marked unused again
+    /// and the start goes on without them (AcquisitionReport::failed_steps). Empty: one step,
+    /// the channels given to start().
+    std::vector<std::vector<std::uint32_t>> prepare_steps;
+    /// Called on the starting thread before each step's prepareAcquisition with its index.
+    std::function<void(std::size_t)> on_prepare_step;
+    /// Polled while waiting for the channels; true ends the start with a HostError.
+    std::function<bool()> cancelled;
+    /// Called on the starting thread once every channel is ready, before startAcquisition
+    /// [25]: each camera has negotiated its format and no frame has been delivered yet.
+    std::function<void()> on_ready;
 };
 
 /// What happened while an Acquisition started.
@@ -31,6 +47,7 @@ struct AcquisitionReport {
     std::size_t ready_checks = 0;  // checkChannels calls made
     std::chrono::milliseconds ready_after{0};  // from prepareAcquisition to ready
     bool delivering = false;                   // canStopAcquisition [27] answered true
+    std::vector<std::size_t> failed_steps;     // prepare steps left out (see prepare_steps)
 };
 
 /// Runs one acquisition of a Host's plug-in.

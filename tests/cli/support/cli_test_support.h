@@ -96,11 +96,14 @@ private:
 /// The tool running as a child process, its output going to files in `scratch`.
 class ToolProcess {
 public:
-    /// Starts ZELT_CLI_TOOL with `arguments`. The environment is the test's own with
-    /// GST_PLUGIN_PATH removed (the tool finds the virtual camera plug-in by itself), then
+    /// Starts ZELT_CLI_TOOL with `arguments` in the folder `scratch`. The environment is the test's
+    /// own with GST_PLUGIN_PATH removed (the tool finds the virtual camera plug-in by itself), then
     /// `changes`. `stderr_fd`: where standard error goes instead of a file (a terminal).
+    /// `file_size_limit`: the largest file the tool may write, in bytes (RLIMIT_FSIZE, set
+    /// by util-linux's prlimit, which then runs the tool in its place).
     ToolProcess(const std::vector<std::string>& arguments, const std::string& scratch,
-                const Environment& changes = {}, int stderr_fd = -1)
+                const Environment& changes = {}, int stderr_fd = -1,
+                std::optional<std::uint64_t> file_size_limit = std::nullopt)
         : m_out_path(scratch + "/stdout-" + std::to_string(s_runs) + ".txt"),
           m_err_path(scratch + "/stderr-" + std::to_string(s_runs) + ".txt") {
         ++s_runs;
@@ -116,6 +119,10 @@ public:
             if (value) environment.push_back(name + "=" + *value);
         }
         std::vector<std::string> argv_text{ZELT_CLI_TOOL};
+        if (file_size_limit) {
+            argv_text = {"/usr/bin/prlimit", "--fsize=" + std::to_string(*file_size_limit),
+                         ZELT_CLI_TOOL};
+        }
         argv_text.insert(argv_text.end(), arguments.begin(), arguments.end());
         std::vector<char*> argv;
         for (auto& argument : argv_text) argv.push_back(argument.data());
@@ -126,6 +133,9 @@ public:
 
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
+        // The scratch folder is the tool's working folder: what it names relative to that
+        // (a recording without --out) stays with the test.
+        posix_spawn_file_actions_addchdir_np(&actions, scratch.c_str());
         posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
         posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, m_out_path.c_str(),
                                          O_WRONLY | O_CREAT | O_TRUNC, 0644);
