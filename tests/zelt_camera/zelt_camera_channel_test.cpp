@@ -258,7 +258,31 @@ TEST_F(CameraChannelTest, OptionListenersHearTheGeometryLearntAtPreroll) {
 }  // namespace zelt_camera
 
 namespace zelt_camera {
+
+/// Reaches into a channel for states its camera reaches only by timing.
+struct CameraChannelTestAccess {
+    /// Gives the channel an image buffer of `size` bytes, as a preroll does.
+    static void allocateImageBuffer(CameraChannel& channel, std::size_t size) {
+        channel.m_image_buffer.resize(size);
+    }
+};
+
 namespace {
+
+TEST_F(CameraChannelTest, StoppingAPipelineThatNeverDeliveredFreesABufferItHolds) {
+    // A real allocation held while no frame was delivered: the stop frees it, whatever made it.
+    makeChannel(camera("silent", kSmall));
+    silenceOwnSink();
+    ASSERT_TRUE(start(std::make_shared<zelt::host::RecordingSampleSink>()));
+    ASSERT_FALSE(m_channel->pipelineRunning());
+    CameraChannelTestAccess::allocateImageBuffer(*m_channel, kSmallFrameBytes + 12);
+    ASSERT_EQ(m_channel->imageBufferSize(), kSmallFrameBytes + 12);
+
+    m_channel->stopPipeline();
+    EXPECT_EQ(m_channel->imageBufferSize(), 0u);
+    EXPECT_FALSE(m_channel->pipelineStarted());
+    EXPECT_EQ(pipelineState(), GST_STATE_PLAYING);
+}
 
 TEST_F(CameraChannelTest, StoppingAPipelineThatNeverDeliveredLeavesItsStateButFreesTheBuffer) {
     makeChannel(camera("silent", kSmall));

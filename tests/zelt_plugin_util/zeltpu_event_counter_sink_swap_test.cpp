@@ -122,32 +122,36 @@ TEST_F(EventCounterSinkSwapTest, SinkDroppedDuringItsCallStaysAliveUntilTheCallR
 }
 
 TEST_F(EventCounterSinkSwapTest, SinkReplacedFromAnotherThreadWhileCountingLosesNoEvent) {
+    // At least this many events, and counting goes on until the host swapped at least this
+    // many times during it, however the two threads are scheduled.
     constexpr std::uint32_t kEvents = 20000;
+    constexpr std::uint32_t kSwaps = 200;
     auto total = std::make_shared<std::atomic<std::uint32_t>>(0);
     m_counter.setSampleSink(std::make_shared<CountingSink>(&m_counter, total));
     std::atomic<bool> counting{true};
-    std::uint32_t swaps = 0;
+    std::atomic<std::uint32_t> swaps{0};
+    std::uint32_t events = 0;
 
     std::thread host([&] {
         // Replaces the sink over and over with a fresh one; the channel holds the only
         // reference, so each swap releases the sink it replaces.
         while (counting.load()) {
             m_counter.setSampleSink(std::make_shared<CountingSink>(&m_counter, total));
-            ++swaps;
+            swaps.fetch_add(1);
             std::this_thread::yield();
         }
     });
     std::thread acquisition([&] {
-        for (std::uint32_t i = 0; i < kEvents; ++i) m_counter.countEvent(i);
+        while (events < kEvents || swaps.load() < kSwaps) m_counter.countEvent(events++);
         counting.store(false);
     });
     acquisition.join();
     host.join();
 
     // There was always a sink: every event was counted and written to exactly one of them.
-    EXPECT_EQ(m_counter.count(), kEvents);
-    EXPECT_EQ(total->load(), kEvents);
-    EXPECT_GT(swaps, 0u);
+    ASSERT_GE(swaps.load(), kSwaps);
+    EXPECT_EQ(m_counter.count(), events);
+    EXPECT_EQ(total->load(), events);
 }
 
 TEST_F(EventCounterSinkSwapTest, SinkMayReplaceItselfFromInsideAddSample) {

@@ -134,7 +134,10 @@ public:
     /// The capture pipeline, or null; for diagnostics. (transfer none)
     GstElement* pipeline() const noexcept { return m_pipeline.get(); }
     /// The image buffer's size in bytes: header and pixels; 0 while empty.
-    std::size_t imageBufferSize() const noexcept { return m_image_buffer.size(); }
+    std::size_t imageBufferSize() const {
+        DeliveryLock lock(*this);
+        return m_image_buffer.size();
+    }
     /// Frames lost because a host callback threw during their hand-over.
     std::uint64_t failedHandOvers() const noexcept { return m_failed_hand_overs.load(); }
 
@@ -144,6 +147,9 @@ public:
     static gboolean onBusMessage(GstBus* bus, GstMessage* message, gpointer channel);
 
 private:
+    // The channel's own tests put it into states that its camera alone cannot reach on cue.
+    friend struct CameraChannelTestAccess;
+
     /// Holds m_mutex, unless the calling thread holds it already for a frame's hand-over: a
     /// host sink that calls back into its own channel from inside addSample must not wait for
     /// itself.

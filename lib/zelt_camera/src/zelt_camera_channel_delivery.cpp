@@ -108,16 +108,24 @@ GstFlowReturn CameraChannel::handlePreroll(GstAppSink* sink) {
         image_payload_bytes(*format_info, static_cast<int>(m_width), static_cast<int>(m_height));
     const std::size_t buffer_size = static_cast<std::size_t>(payload) + kHeaderSize;
 
-    uni::check(m_image_buffer.empty(), "m_image_buffer.empty()", kSource, __LINE__);
-    m_image_buffer.resize(buffer_size);
-    if (!m_image_buffer.empty()) {
-        write_le32(m_image_buffer.data(), fourcc);
-        write_le32(m_image_buffer.data() + 4, m_width);
-        write_le32(m_image_buffer.data() + 8, m_height);
+    // The buffer is sized and the camera marked running under the delivery lock: a stop on the
+    // host thread that finds no frame delivered yet frees the buffer under the same lock, so
+    // the two never work on the buffer at once. The assertion goes to its handler after the
+    // lock is given back.
+    bool was_empty = false;
+    {
+        DeliveryLock lock(*this);
+        was_empty = m_image_buffer.empty();
+        m_image_buffer.resize(buffer_size);
+        if (!m_image_buffer.empty()) {
+            write_le32(m_image_buffer.data(), fourcc);
+            write_le32(m_image_buffer.data() + 4, m_width);
+            write_le32(m_image_buffer.data() + 8, m_height);
+        }
+        m_frame_layout = FrameLayout(info);
+        m_pipeline_running.store(true, std::memory_order_release);
     }
-
-    m_frame_layout = FrameLayout(info);
-    m_pipeline_running.store(true, std::memory_order_release);
+    uni::check(was_empty, "m_image_buffer.empty()", kSource, __LINE__);
     return GST_FLOW_OK;
 }
 

@@ -163,9 +163,17 @@ void CameraChannel::stopPipeline() {
     UNI_LOG(unilogger_zelt_plugin_camera, ULS_INFO) << "Stopping camera " << m_name;
     m_pipeline_started.store(false, std::memory_order_relaxed);
 
-    if (!pipelineRunning()) {
+    bool running = false;
+    {
+        // A first frame's preroll marks the camera running under this lock (see handlePreroll):
+        // either it came first and the stop below brings the pipeline down, or the buffer is
+        // freed before it and the preroll sizes it anew.
+        DeliveryLock lock(*this);
+        running = pipelineRunning();
+        if (!running) m_image_buffer.release();
+    }
+    if (!running) {
         // No frame ever arrived: the pipeline is deliberately left in its current state.
-        m_image_buffer.release();
         clearError();
         return;
     }
@@ -183,7 +191,10 @@ void CameraChannel::stopPipeline() {
     // After a failure too: the stop message is posted and at once withdrawn again, so that
     // "Valid" ends true.
     m_pipeline_running.store(false, std::memory_order_relaxed);
-    m_image_buffer.release();
+    {
+        DeliveryLock lock(*this);
+        m_image_buffer.release();
+    }
     clearError();
 }
 

@@ -1,0 +1,168 @@
+// GLib's locks and thread pools made visible to ThreadSanitizer.
+//
+// Debian's GLib implements GMutex, GRecMutex, GRWLock and GCond with futexes in a library built
+// without TSan, so TSan sees none of the locking that GStreamer does with them: the object lock,
+// the pads' stream locks, the appsink's queue, the bus's message queue. Every hand-over between
+// a streaming thread and the application looked like a race, and the only way out used to be
+// suppressing whole libraries, which hid our own races as well.
+//
+// Linked into the executables of a TSan build, these definitions take the place of GLib's for
+// every call from another library (GStreamer, GObject, ours): each one calls GLib's own function
+// and tells TSan what it did. An unlock releases the lock's address, a lock acquires it, and a
+// condition wait does both around the wait, so a lock taken in GStreamer orders the memory
+// accesses around it exactly as the lock does. A thread pool's push is ordered before the
+// worker's run of the item (GStreamer starts its streaming threads that way). GLib's calls to
+// its own locks stay unseen (they do not go through the symbol table); the suppressions cover
+// what they hand over, function by function.
+//
+// Only the happens-before edges are annotated, not lock identities: TSan's lock-order checks
+// keep to the locks it sees itself (std::mutex and pthread).
+
+#include <dlfcn.h>
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+
+extern "C" {
+void __tsan_acquire(void* addr);
+void __tsan_release(void* addr);
+}
+
+namespace {
+
+/// GLib's own definition of `name`, looked up once.
+template <typename Function>
+Function glib_function(std::atomic<Function>& slot, const char* name) {
+    Function function = slot.load(std::memory_order_acquire);
+    if (function == nullptr) {
+        function = reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+        slot.store(function, std::memory_order_release);
+    }
+    return function;
+}
+
+// The locks' types are opaque here: only their addresses matter.
+using Lock = void;
+using Condition = void;
+using gboolean = int;
+
+}  // namespace
+
+// The project builds with hidden symbols; these must be seen by the libraries.
+#define ZELT_GLIB_EXPORT __attribute__((visibility("default")))
+
+#define ZELT_GLIB_LOCK(name)                                                          \
+    extern "C" ZELT_GLIB_EXPORT void name(Lock* lock) {                                                \
+        static std::atomic<void (*)(Lock*)> glib{nullptr};                            \
+        glib_function(glib, #name)(lock);                                             \
+        __tsan_acquire(lock);                                                         \
+    }
+// GLib's recursive mutex and reader-writer lock keep a pthread lock that their init (or their
+// first use) allocates; TSan sees the pthread calls on it. The init releases the lock's
+// address and every lock acquires it before the call too, so the allocation is ordered before
+// every use. Acquiring before the call adds no order the lock itself does not give.
+#define ZELT_GLIB_INIT(name)                                                          \
+    extern "C" ZELT_GLIB_EXPORT void name(Lock* lock) {                               \
+        static std::atomic<void (*)(Lock*)> glib{nullptr};                            \
+        glib_function(glib, #name)(lock);                                             \
+        __tsan_release(lock);                                                         \
+    }
+#define ZELT_GLIB_IMPL_LOCK(name)                                                     \
+    extern "C" ZELT_GLIB_EXPORT void name(Lock* lock) {                               \
+        static std::atomic<void (*)(Lock*)> glib{nullptr};                            \
+        __tsan_acquire(lock);                                                         \
+        glib_function(glib, #name)(lock);                                             \
+        __tsan_acquire(lock);                                                         \
+    }
+#define ZELT_GLIB_TRYLOCK(name)                                                       \
+    extern "C" ZELT_GLIB_EXPORT gboolean name(Lock* lock) {                                            \
+        static std::atomic<gboolean (*)(Lock*)> glib{nullptr};                        \
+        const gboolean taken = glib_function(glib, #name)(lock);                      \
+        if (taken) __tsan_acquire(lock);                                              \
+        return taken;                                                                 \
+    }
+#define ZELT_GLIB_UNLOCK(name)                                                        \
+    extern "C" ZELT_GLIB_EXPORT void name(Lock* lock) {                                                \
+        static std::atomic<void (*)(Lock*)> glib{nullptr};                            \
+        __tsan_release(lock);                                                         \
+        glib_function(glib, #name)(lock);                                             \
+    }
+
+ZELT_GLIB_LOCK(g_mutex_lock)
+ZELT_GLIB_TRYLOCK(g_mutex_trylock)
+ZELT_GLIB_UNLOCK(g_mutex_unlock)
+ZELT_GLIB_INIT(g_rec_mutex_init)
+ZELT_GLIB_IMPL_LOCK(g_rec_mutex_lock)
+ZELT_GLIB_TRYLOCK(g_rec_mutex_trylock)
+ZELT_GLIB_UNLOCK(g_rec_mutex_unlock)
+ZELT_GLIB_INIT(g_rw_lock_init)
+ZELT_GLIB_IMPL_LOCK(g_rw_lock_writer_lock)
+ZELT_GLIB_TRYLOCK(g_rw_lock_writer_trylock)
+ZELT_GLIB_UNLOCK(g_rw_lock_writer_unlock)
+// Readers release as well: what a reader did is ordered before the next writer, which is what
+// the lock guarantees.
+ZELT_GLIB_IMPL_LOCK(g_rw_lock_reader_lock)
+ZELT_GLIB_TRYLOCK(g_rw_lock_reader_trylock)
+ZELT_GLIB_UNLOCK(g_rw_lock_reader_unlock)
+
+// A condition wait gives the mutex up while it waits and has it again when it returns.
+extern "C" ZELT_GLIB_EXPORT void g_cond_wait(Condition* condition, Lock* mutex) {
+    static std::atomic<void (*)(Condition*, Lock*)> glib{nullptr};
+    __tsan_release(mutex);
+    glib_function(glib, "g_cond_wait")(condition, mutex);
+    __tsan_acquire(mutex);
+}
+
+extern "C" ZELT_GLIB_EXPORT gboolean g_cond_wait_until(Condition* condition, Lock* mutex, std::int64_t end_time) {
+    static std::atomic<gboolean (*)(Condition*, Lock*, std::int64_t)> glib{nullptr};
+    __tsan_release(mutex);
+    const gboolean signalled = glib_function(glib, "g_cond_wait_until")(condition, mutex, end_time);
+    __tsan_acquire(mutex);
+    return signalled;
+}
+
+// A thread pool hands each pushed item to a worker through GLib's own queue. The push releases
+// the item's address and the worker acquires it before the pool's function runs, so whatever
+// the pusher prepared for the item (GStreamer's task data) is ordered before the worker uses it.
+namespace {
+
+using PoolFunction = void (*)(void* data, void* user_data);
+
+struct PoolWorker {
+    PoolFunction function;
+    void* user_data;
+};
+
+void run_pool_item(void* data, void* worker) {
+    __tsan_acquire(data);
+    const auto* pool_worker = static_cast<const PoolWorker*>(worker);
+    pool_worker->function(data, pool_worker->user_data);
+}
+
+/// The workers' functions of every pool made, kept for the life of the process (a pool may
+/// run items after g_thread_pool_free returns, when not asked to wait).
+PoolWorker* keep_pool_worker(PoolFunction function, void* user_data) {
+    static std::mutex mutex;
+    static std::deque<PoolWorker> workers;
+    std::lock_guard<std::mutex> lock(mutex);
+    workers.push_back(PoolWorker{function, user_data});
+    return &workers.back();
+}
+
+}  // namespace
+
+extern "C" ZELT_GLIB_EXPORT void* g_thread_pool_new(PoolFunction function, void* user_data,
+                                                    int max_threads, gboolean exclusive,
+                                                    void** error) {
+    static std::atomic<void* (*)(PoolFunction, void*, int, gboolean, void**)> glib{nullptr};
+    return glib_function(glib, "g_thread_pool_new")(
+        &run_pool_item, keep_pool_worker(function, user_data), max_threads, exclusive, error);
+}
+
+extern "C" ZELT_GLIB_EXPORT gboolean g_thread_pool_push(void* pool, void* data, void** error) {
+    static std::atomic<gboolean (*)(void*, void*, void**)> glib{nullptr};
+    __tsan_release(data);
+    return glib_function(glib, "g_thread_pool_push")(pool, data, error);
+}
