@@ -31,7 +31,9 @@ if(ZELT_SANITIZE STREQUAL "thread")
     "LINKER:--export-dynamic-symbol=g_rw_lock_*"
     "LINKER:--export-dynamic-symbol=g_cond_wait*"
     "LINKER:--export-dynamic-symbol=g_thread_pool_new"
-    "LINKER:--export-dynamic-symbol=g_thread_pool_push")
+    "LINKER:--export-dynamic-symbol=g_thread_pool_push"
+    "LINKER:--export-dynamic-symbol=g_main_loop_new"
+    "LINKER:--export-dynamic-symbol=g_source_*")
 endif()
 
 # Links what an executable of the project needs under the sanitizer in use.

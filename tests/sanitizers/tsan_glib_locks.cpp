@@ -22,6 +22,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstring>
 #include <deque>
 #include <mutex>
 
@@ -165,4 +166,108 @@ extern "C" ZELT_GLIB_EXPORT gboolean g_thread_pool_push(void* pool, void* data, 
     static std::atomic<gboolean (*)(void*, void*, void**)> glib{nullptr};
     __tsan_release(data);
     return glib_function(glib, "g_thread_pool_push")(pool, data, error);
+}
+
+// GLib's main context: its lock is GLib's own and unseen. The context is modelled as one lock
+// that the loop's thread gives up while it polls and takes again afterwards (GLib releases
+// the context's lock around the poll), and that a source's removal from another thread takes.
+// Everything the loop's thread did with its sources before it went to poll is then ordered
+// before another thread removes and frees one of them.
+namespace {
+
+char g_main_contexts;  // the address that stands for the contexts' lock
+
+using PollFunction = int (*)(void* fds, unsigned n_fds, int timeout);
+
+int annotated_poll(void* fds, unsigned n_fds, int timeout) {
+    static std::atomic<PollFunction> glib{nullptr};
+    __tsan_release(&g_main_contexts);
+    const int ready = glib_function(glib, "g_poll")(fds, n_fds, timeout);
+    __tsan_acquire(&g_main_contexts);
+    return ready;
+}
+
+}  // namespace
+
+extern "C" ZELT_GLIB_EXPORT void* g_main_loop_new(void* context, gboolean is_running) {
+    static std::atomic<void* (*)(void*, gboolean)> glib{nullptr};
+    static std::atomic<void* (*)(void)> default_context{nullptr};
+    static std::atomic<void (*)(void*, PollFunction)> set_poll{nullptr};
+    void* loop = glib_function(glib, "g_main_loop_new")(context, is_running);
+    if (context == nullptr) context = glib_function(default_context, "g_main_context_default")();
+    glib_function(set_poll, "g_main_context_set_poll_func")(context, &annotated_poll);
+    return loop;
+}
+
+extern "C" ZELT_GLIB_EXPORT gboolean g_source_remove(unsigned tag) {
+    static std::atomic<gboolean (*)(unsigned)> glib{nullptr};
+    __tsan_acquire(&g_main_contexts);
+    const gboolean removed = glib_function(glib, "g_source_remove")(tag);
+    __tsan_release(&g_main_contexts);
+    return removed;
+}
+
+extern "C" ZELT_GLIB_EXPORT void g_source_destroy(void* source) {
+    static std::atomic<void (*)(void*)> glib{nullptr};
+    __tsan_acquire(&g_main_contexts);
+    glib_function(glib, "g_source_destroy")(source);
+    __tsan_release(&g_main_contexts);
+}
+
+extern "C" ZELT_GLIB_EXPORT unsigned g_source_attach(void* source, void* context) {
+    static std::atomic<unsigned (*)(void*, void*)> glib{nullptr};
+    __tsan_acquire(&g_main_contexts);
+    const unsigned id = glib_function(glib, "g_source_attach")(source, context);
+    __tsan_release(&g_main_contexts);
+    return id;
+}
+
+// A bus watch reads the messages it is given; the message is freed later by whichever thread
+// drops the last reference (often the pipeline's, on the host's thread during a state change),
+// ordered by GStreamer's atomic reference count, which TSan does not see. A watch installed
+// through GStreamer gets a wrapper: each message is weakly referenced so that its freeing
+// thread acquires the message's address just before the memory goes, and the watch releases
+// that address when it returns.
+namespace {
+
+using BusFunction = gboolean (*)(void* bus, void* message, void* user_data);
+using DestroyNotify = void (*)(void* data);
+using WeakNotify = void (*)(void* data, void* object);
+
+struct BusWatch {
+    BusFunction function;
+    void* user_data;
+    DestroyNotify notify;
+};
+
+void acquire_at_free(void* /*data*/, void* message) { __tsan_acquire(message); }
+
+gboolean watch_message(void* bus, void* message, void* watch) {
+    static std::atomic<void (*)(void*, WeakNotify, void*)> weak_ref{nullptr};
+    glib_function(weak_ref, "gst_mini_object_weak_ref")(message, &acquire_at_free, nullptr);
+    const auto* bus_watch = static_cast<const BusWatch*>(watch);
+    const gboolean keep = bus_watch->function(bus, message, bus_watch->user_data);
+    __tsan_release(message);
+    return keep;
+}
+
+void destroy_watch(void* watch) {
+    auto* bus_watch = static_cast<BusWatch*>(watch);
+    if (bus_watch->notify != nullptr) bus_watch->notify(bus_watch->user_data);
+    delete bus_watch;
+}
+
+}  // namespace
+
+extern "C" ZELT_GLIB_EXPORT void g_source_set_callback(void* source, BusFunction function,
+                                                       void* data, DestroyNotify notify) {
+    static std::atomic<void (*)(void*, BusFunction, void*, DestroyNotify)> glib{nullptr};
+    static std::atomic<const char* (*)(void*)> source_name{nullptr};
+    const char* name = glib_function(source_name, "g_source_get_name")(source);
+    if (name != nullptr && std::strcmp(name, "GStreamer message bus watch") == 0) {
+        glib_function(glib, "g_source_set_callback")(
+            source, &watch_message, new BusWatch{function, data, notify}, &destroy_watch);
+        return;
+    }
+    glib_function(glib, "g_source_set_callback")(source, function, data, notify);
 }
