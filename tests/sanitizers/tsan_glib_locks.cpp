@@ -1,4 +1,5 @@
-// GLib's locks and thread pools made visible to ThreadSanitizer.
+// What GLib's locks, thread pools and main context and GStreamer's bus watches order, made
+// visible to ThreadSanitizer.
 //
 // Debian's GLib implements GMutex, GRecMutex, GRWLock and GCond with futexes in a library built
 // without TSan, so TSan sees none of the locking that GStreamer does with them: the object lock,
@@ -11,9 +12,11 @@
 // and tells TSan what it did. An unlock releases the lock's address, a lock acquires it, and a
 // condition wait does both around the wait, so a lock taken in GStreamer orders the memory
 // accesses around it exactly as the lock does. A thread pool's push is ordered before the
-// worker's run of the item (GStreamer starts its streaming threads that way). GLib's calls to
-// its own locks stay unseen (they do not go through the symbol table); the suppressions cover
-// what they hand over, function by function.
+// worker's run of the item (GStreamer starts its streaming threads that way); the main
+// context's poll and the removal of a source from another thread are ordered as the context's
+// lock orders them; a bus watch's reading of a message is ordered before the message is freed.
+// GLib's calls to its own functions stay unseen (they do not go through the symbol table);
+// tests/sanitizers/tsan.supp names what is left, function by function.
 //
 // Only the happens-before edges are annotated, not lock identities: TSan's lock-order checks
 // keep to the locks it sees itself (std::mutex and pthread).
