@@ -11,9 +11,12 @@
 
 #include "gst_support/gst_ptr.h"
 
+// Written by both threads without order: the race. Not file-local, and printed at the end, so
+// that the compiler keeps every write.
+int g_unguarded = 0;
+
 namespace {
 
-int g_unguarded = 0;                // written by both threads without order: the race
 std::atomic<bool> g_callback_ran{false};
 
 GstFlowReturn on_sample(GstAppSink* sink, gpointer /*data*/) {
@@ -47,5 +50,6 @@ int main(int argc, char** argv) {
     while (!g_callback_ran.load()) g_usleep(1000);
 
     gst_element_set_state(pipeline.get(), GST_STATE_NULL);
+    g_print("last write: %d\n", g_unguarded);
     return 0;
 }
