@@ -18,22 +18,16 @@ if(ZELT_SANITIZE)
   endif()
 endif()
 
-# Under ThreadSanitizer the executables carry their own definitions of GLib's lock functions,
-# which tell TSan what GLib's futex-based locks order (tests/sanitizers/tsan_glib_locks.cpp).
-# They are exported so that GStreamer's calls bind to them.
+# Under ThreadSanitizer the executables carry their own definitions of GLib's and GStreamer's
+# functions that hand memory between threads, which tell TSan what those order
+# (tests/sanitizers/tsan_glib_locks.cpp). They are exported so that the libraries' calls bind
+# to them.
 if(ZELT_SANITIZE STREQUAL "thread")
   add_library(zelt_tsan_glib_locks OBJECT ${CMAKE_CURRENT_LIST_DIR}/../tests/sanitizers/tsan_glib_locks.cpp)
-  target_link_libraries(zelt_tsan_glib_locks PRIVATE zelt_compile_options)
-  target_link_libraries(zelt_tsan_glib_locks INTERFACE ${CMAKE_DL_LIBS})
+  target_link_libraries(zelt_tsan_glib_locks PRIVATE zelt_compile_options PkgConfig::GST
+                                             PUBLIC PkgConfig::GLIB ${CMAKE_DL_LIBS})
   target_link_options(zelt_tsan_glib_locks INTERFACE
-    "LINKER:--export-dynamic-symbol=g_mutex_*"
-    "LINKER:--export-dynamic-symbol=g_rec_mutex_*"
-    "LINKER:--export-dynamic-symbol=g_rw_lock_*"
-    "LINKER:--export-dynamic-symbol=g_cond_wait*"
-    "LINKER:--export-dynamic-symbol=g_thread_pool_new"
-    "LINKER:--export-dynamic-symbol=g_thread_pool_push"
-    "LINKER:--export-dynamic-symbol=g_main_loop_new"
-    "LINKER:--export-dynamic-symbol=g_source_*")
+    "LINKER:--export-dynamic-symbol=g_*" "LINKER:--export-dynamic-symbol=gst_*")
 endif()
 
 # Links what an executable of the project needs under the sanitizer in use.

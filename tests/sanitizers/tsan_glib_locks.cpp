@@ -1,30 +1,38 @@
-// What GLib's locks, thread pools and main context and GStreamer's bus watches order, made
-// visible to ThreadSanitizer.
+// What GLib and GStreamer order between threads, made visible to ThreadSanitizer.
 //
-// Debian's GLib implements GMutex, GRecMutex, GRWLock and GCond with futexes in a library built
-// without TSan, so TSan sees none of the locking that GStreamer does with them: the object lock,
-// the pads' stream locks, the appsink's queue, the bus's message queue. Every hand-over between
-// a streaming thread and the application looked like a race, and the only way out used to be
-// suppressing whole libraries, which hid our own races as well.
+// Debian's GLib and GStreamer are built without TSan. Their locks are futexes, their reference
+// counts plain atomics, and TSan sees none of it: every hand-over between a streaming thread and
+// the application looked like a race, and the only way out used to be suppressing whole
+// libraries, which hid our own races as well (a streaming thread is created by GLib, so every
+// report with one on either side matched).
 //
-// Linked into the executables of a TSan build, these definitions take the place of GLib's for
-// every call from another library (GStreamer, GObject, ours): each one calls GLib's own function
-// and tells TSan what it did. An unlock releases the lock's address, a lock acquires it, and a
-// condition wait does both around the wait, so a lock taken in GStreamer orders the memory
-// accesses around it exactly as the lock does. A thread pool's push is ordered before the
-// worker's run of the item (GStreamer starts its streaming threads that way); the main
-// context's poll and the removal of a source from another thread are ordered as the context's
-// lock orders them; a bus watch's reading of a message is ordered before the message is freed.
-// GLib's calls to its own functions stay unseen (they do not go through the symbol table);
-// tests/sanitizers/tsan.supp names what is left, function by function.
+// Linked into the executables of a TSan build, the definitions below take the place of GLib's
+// and GStreamer's for every call from another library (GStreamer, GObject, GIO, ours): each
+// calls the library's own function and tells TSan what it orders, with __tsan_release on the
+// side that hands over and __tsan_acquire on the side that takes over.
 //
-// Only the happens-before edges are annotated, not lock identities: TSan's lock-order checks
-// keep to the locks it sees itself (std::mutex and pthread).
+// - Locks: an unlock releases the lock's address, a lock acquires it, a condition wait does both
+//   around the wait. GRecMutex and GRWLock keep a pthread lock that their init (or first use)
+//   allocates; the init releases and every lock acquires before the call as well.
+// - Thread pools: a push releases the item, the worker acquires it before the pool's function
+//   runs (GStreamer starts its streaming threads that way).
+// - Main contexts: a context's lock is taken inside GLib. All contexts are modelled as one lock
+//   that the loop's thread gives up while it polls and while it dispatches a bus watch or sets a
+//   source's ready time (GLib releases the context around both), and that another thread takes
+//   when it attaches, removes, destroys or drops a source or invokes a function in a context.
+//   One lock for all contexts can only hide a race between two loop threads.
+// - Quarks: GLib interns strings under a lock of its own; a quark call acquires before and
+//   releases after.
+// - Mini objects: an unref releases the object; an unref that drops the last reference acquires
+//   it first. Messages a bus hands out (through a watch or a pop) are weakly referenced, so that
+//   the thread that frees one acquires it even when the last unref happens inside GStreamer.
+//
+// GLib's and GStreamer's calls to their own functions do not go through the symbol table and stay
+// unseen; tests/sanitizers/tsan.supp names what is left, function by function.
 
 #include <dlfcn.h>
+#include <gst/gst.h>
 
-#include <atomic>
-#include <cstdint>
 #include <cstring>
 #include <deque>
 #include <mutex>
@@ -34,112 +42,85 @@ void __tsan_acquire(void* addr);
 void __tsan_release(void* addr);
 }
 
-namespace {
-
-/// GLib's own definition of `name`, looked up once.
-template <typename Function>
-Function glib_function(std::atomic<Function>& slot, const char* name) {
-    Function function = slot.load(std::memory_order_acquire);
-    if (function == nullptr) {
-        function = reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-        slot.store(function, std::memory_order_release);
-    }
-    return function;
-}
-
-// The locks' types are opaque here: only their addresses matter.
-using Lock = void;
-using Condition = void;
-using gboolean = int;
-
-}  // namespace
+// The library's own definition of `name`, looked up once.
+#define ZELT_REAL(name)                                                                    \
+    ([] {                                                                                  \
+        static const auto real = reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name)); \
+        return real;                                                                       \
+    }())
 
 // The project builds with hidden symbols; these must be seen by the libraries.
-#define ZELT_GLIB_EXPORT __attribute__((visibility("default")))
+#define ZELT_SHOWN extern "C" __attribute__((visibility("default")))
 
-#define ZELT_GLIB_LOCK(name)                                                          \
-    extern "C" ZELT_GLIB_EXPORT void name(Lock* lock) {                                                \
-        static std::atomic<void (*)(Lock*)> glib{nullptr};                            \
-        glib_function(glib, #name)(lock);                                             \
-        __tsan_acquire(lock);                                                         \
+// ---- Locks -------------------------------------------------------------------------------
+
+#define ZELT_LOCK(name, type)                      \
+    ZELT_SHOWN void name(type* lock) {             \
+        ZELT_REAL(name)(lock);                     \
+        __tsan_acquire(lock);                      \
     }
-// GLib's recursive mutex and reader-writer lock keep a pthread lock that their init (or their
-// first use) allocates; TSan sees the pthread calls on it. The init releases the lock's
-// address and every lock acquires it before the call too, so the allocation is ordered before
-// every use. Acquiring before the call adds no order the lock itself does not give.
-#define ZELT_GLIB_INIT(name)                                                          \
-    extern "C" ZELT_GLIB_EXPORT void name(Lock* lock) {                               \
-        static std::atomic<void (*)(Lock*)> glib{nullptr};                            \
-        glib_function(glib, #name)(lock);                                             \
-        __tsan_release(lock);                                                         \
+#define ZELT_LOCK_ALLOCATED(name, type)            \
+    ZELT_SHOWN void name(type* lock) {             \
+        __tsan_acquire(lock);                      \
+        ZELT_REAL(name)(lock);                     \
+        __tsan_acquire(lock);                      \
     }
-#define ZELT_GLIB_IMPL_LOCK(name)                                                     \
-    extern "C" ZELT_GLIB_EXPORT void name(Lock* lock) {                               \
-        static std::atomic<void (*)(Lock*)> glib{nullptr};                            \
-        __tsan_acquire(lock);                                                         \
-        glib_function(glib, #name)(lock);                                             \
-        __tsan_acquire(lock);                                                         \
+#define ZELT_TRYLOCK(name, type)                   \
+    ZELT_SHOWN gboolean name(type* lock) {         \
+        const gboolean taken = ZELT_REAL(name)(lock); \
+        if (taken) __tsan_acquire(lock);           \
+        return taken;                              \
     }
-#define ZELT_GLIB_TRYLOCK(name)                                                       \
-    extern "C" ZELT_GLIB_EXPORT gboolean name(Lock* lock) {                                            \
-        static std::atomic<gboolean (*)(Lock*)> glib{nullptr};                        \
-        const gboolean taken = glib_function(glib, #name)(lock);                      \
-        if (taken) __tsan_acquire(lock);                                              \
-        return taken;                                                                 \
+#define ZELT_UNLOCK(name, type)                    \
+    ZELT_SHOWN void name(type* lock) {             \
+        __tsan_release(lock);                      \
+        ZELT_REAL(name)(lock);                     \
     }
-#define ZELT_GLIB_UNLOCK(name)                                                        \
-    extern "C" ZELT_GLIB_EXPORT void name(Lock* lock) {                                                \
-        static std::atomic<void (*)(Lock*)> glib{nullptr};                            \
-        __tsan_release(lock);                                                         \
-        glib_function(glib, #name)(lock);                                             \
+#define ZELT_LOCK_INIT(name, type)                 \
+    ZELT_SHOWN void name(type* lock) {             \
+        ZELT_REAL(name)(lock);                     \
+        __tsan_release(lock);                      \
     }
 
-ZELT_GLIB_LOCK(g_mutex_lock)
-ZELT_GLIB_TRYLOCK(g_mutex_trylock)
-ZELT_GLIB_UNLOCK(g_mutex_unlock)
-ZELT_GLIB_INIT(g_rec_mutex_init)
-ZELT_GLIB_IMPL_LOCK(g_rec_mutex_lock)
-ZELT_GLIB_TRYLOCK(g_rec_mutex_trylock)
-ZELT_GLIB_UNLOCK(g_rec_mutex_unlock)
-ZELT_GLIB_INIT(g_rw_lock_init)
-ZELT_GLIB_IMPL_LOCK(g_rw_lock_writer_lock)
-ZELT_GLIB_TRYLOCK(g_rw_lock_writer_trylock)
-ZELT_GLIB_UNLOCK(g_rw_lock_writer_unlock)
-// Readers release as well: what a reader did is ordered before the next writer, which is what
-// the lock guarantees.
-ZELT_GLIB_IMPL_LOCK(g_rw_lock_reader_lock)
-ZELT_GLIB_TRYLOCK(g_rw_lock_reader_trylock)
-ZELT_GLIB_UNLOCK(g_rw_lock_reader_unlock)
+ZELT_LOCK(g_mutex_lock, GMutex)
+ZELT_TRYLOCK(g_mutex_trylock, GMutex)
+ZELT_UNLOCK(g_mutex_unlock, GMutex)
+ZELT_LOCK_INIT(g_rec_mutex_init, GRecMutex)
+ZELT_LOCK_ALLOCATED(g_rec_mutex_lock, GRecMutex)
+ZELT_TRYLOCK(g_rec_mutex_trylock, GRecMutex)
+ZELT_UNLOCK(g_rec_mutex_unlock, GRecMutex)
+ZELT_LOCK_INIT(g_rw_lock_init, GRWLock)
+ZELT_LOCK_ALLOCATED(g_rw_lock_writer_lock, GRWLock)
+ZELT_TRYLOCK(g_rw_lock_writer_trylock, GRWLock)
+ZELT_UNLOCK(g_rw_lock_writer_unlock, GRWLock)
+// Readers release as well: what a reader did is ordered before the next writer.
+ZELT_LOCK_ALLOCATED(g_rw_lock_reader_lock, GRWLock)
+ZELT_TRYLOCK(g_rw_lock_reader_trylock, GRWLock)
+ZELT_UNLOCK(g_rw_lock_reader_unlock, GRWLock)
 
-// A condition wait gives the mutex up while it waits and has it again when it returns.
-extern "C" ZELT_GLIB_EXPORT void g_cond_wait(Condition* condition, Lock* mutex) {
-    static std::atomic<void (*)(Condition*, Lock*)> glib{nullptr};
+ZELT_SHOWN void g_cond_wait(GCond* condition, GMutex* mutex) {
     __tsan_release(mutex);
-    glib_function(glib, "g_cond_wait")(condition, mutex);
+    ZELT_REAL(g_cond_wait)(condition, mutex);
     __tsan_acquire(mutex);
 }
 
-extern "C" ZELT_GLIB_EXPORT gboolean g_cond_wait_until(Condition* condition, Lock* mutex, std::int64_t end_time) {
-    static std::atomic<gboolean (*)(Condition*, Lock*, std::int64_t)> glib{nullptr};
+ZELT_SHOWN gboolean g_cond_wait_until(GCond* condition, GMutex* mutex, gint64 end_time) {
     __tsan_release(mutex);
-    const gboolean signalled = glib_function(glib, "g_cond_wait_until")(condition, mutex, end_time);
+    const gboolean signalled = ZELT_REAL(g_cond_wait_until)(condition, mutex, end_time);
     __tsan_acquire(mutex);
     return signalled;
 }
 
-// A thread pool hands each pushed item to a worker through GLib's own queue. The push releases
-// the item's address and the worker acquires it before the pool's function runs, so whatever
-// the pusher prepared for the item (GStreamer's task data) is ordered before the worker uses it.
+// ---- Thread pools ------------------------------------------------------------------------
+
 namespace {
 
-using PoolFunction = void (*)(void* data, void* user_data);
-
 struct PoolWorker {
-    PoolFunction function;
-    void* user_data;
+    GFunc function;
+    gpointer user_data;
 };
 
-void run_pool_item(void* data, void* worker) {
+void run_pool_item(gpointer data, gpointer worker) {
     __tsan_acquire(data);
     const auto* pool_worker = static_cast<const PoolWorker*>(worker);
     pool_worker->function(data, pool_worker->user_data);
@@ -147,7 +128,7 @@ void run_pool_item(void* data, void* worker) {
 
 /// The workers' functions of every pool made, kept for the life of the process (a pool may
 /// run items after g_thread_pool_free returns, when not asked to wait).
-PoolWorker* keep_pool_worker(PoolFunction function, void* user_data) {
+PoolWorker* keep_pool_worker(GFunc function, gpointer user_data) {
     static std::mutex mutex;
     static std::deque<PoolWorker> workers;
     std::lock_guard<std::mutex> lock(mutex);
@@ -157,104 +138,177 @@ PoolWorker* keep_pool_worker(PoolFunction function, void* user_data) {
 
 }  // namespace
 
-extern "C" ZELT_GLIB_EXPORT void* g_thread_pool_new(PoolFunction function, void* user_data,
-                                                    int max_threads, gboolean exclusive,
-                                                    void** error) {
-    static std::atomic<void* (*)(PoolFunction, void*, int, gboolean, void**)> glib{nullptr};
-    return glib_function(glib, "g_thread_pool_new")(
-        &run_pool_item, keep_pool_worker(function, user_data), max_threads, exclusive, error);
+ZELT_SHOWN GThreadPool* g_thread_pool_new(GFunc function, gpointer user_data, gint max_threads,
+                                          gboolean exclusive, GError** error) {
+    return ZELT_REAL(g_thread_pool_new)(&run_pool_item, keep_pool_worker(function, user_data),
+                                        max_threads, exclusive, error);
 }
 
-extern "C" ZELT_GLIB_EXPORT gboolean g_thread_pool_push(void* pool, void* data, void** error) {
-    static std::atomic<gboolean (*)(void*, void*, void**)> glib{nullptr};
+ZELT_SHOWN gboolean g_thread_pool_push(GThreadPool* pool, gpointer data, GError** error) {
     __tsan_release(data);
-    return glib_function(glib, "g_thread_pool_push")(pool, data, error);
+    return ZELT_REAL(g_thread_pool_push)(pool, data, error);
 }
 
-// GLib's main context: its lock is GLib's own and unseen. The context is modelled as one lock
-// that the loop's thread gives up while it polls and takes again afterwards (GLib releases
-// the context's lock around the poll), and that a source's removal from another thread takes.
-// Everything the loop's thread did with its sources before it went to poll is then ordered
-// before another thread removes and frees one of them.
+// ---- Main contexts -----------------------------------------------------------------------
+
 namespace {
 
 char g_main_contexts;  // the address that stands for the contexts' lock
 
-using PollFunction = int (*)(void* fds, unsigned n_fds, int timeout);
+/// The context's lock given up by the loop's thread (poll, dispatch).
+void context_released() { __tsan_release(&g_main_contexts); }
+/// ... and taken again.
+void context_taken() { __tsan_acquire(&g_main_contexts); }
 
-int annotated_poll(void* fds, unsigned n_fds, int timeout) {
-    static std::atomic<PollFunction> glib{nullptr};
-    __tsan_release(&g_main_contexts);
-    const int ready = glib_function(glib, "g_poll")(fds, n_fds, timeout);
-    __tsan_acquire(&g_main_contexts);
+gint annotated_poll(GPollFD* fds, guint n_fds, gint timeout) {
+    context_released();
+    const gint ready = ZELT_REAL(g_poll)(fds, n_fds, timeout);
+    context_taken();
     return ready;
+}
+
+/// Calls `call`, which takes `context`'s lock inside GLib, as one holding of the contexts' lock.
+/// The loop's thread may hold the real lock right now (between a dispatch and its next poll it
+/// unblocks the dispatched source, allocating its poll records); taking the annotation before
+/// the call would miss what it does until it polls. So the context is first acquired and
+/// released, which takes and gives back GLib's lock and so waits until the loop's thread has
+/// let go of it.
+template <typename Call>
+auto under_context_lock(GMainContext* context, Call call) {
+    if (context == nullptr) context = g_main_context_default();
+    if (g_main_context_acquire(context)) g_main_context_release(context);
+    context_taken();
+    const auto result = call();
+    context_released();
+    return result;
 }
 
 }  // namespace
 
-extern "C" ZELT_GLIB_EXPORT void* g_main_loop_new(void* context, gboolean is_running) {
-    static std::atomic<void* (*)(void*, gboolean)> glib{nullptr};
-    static std::atomic<void* (*)(void)> default_context{nullptr};
-    static std::atomic<void (*)(void*, PollFunction)> set_poll{nullptr};
-    void* loop = glib_function(glib, "g_main_loop_new")(context, is_running);
-    if (context == nullptr) context = glib_function(default_context, "g_main_context_default")();
-    glib_function(set_poll, "g_main_context_set_poll_func")(context, &annotated_poll);
+ZELT_SHOWN GMainLoop* g_main_loop_new(GMainContext* context, gboolean is_running) {
+    GMainLoop* loop = ZELT_REAL(g_main_loop_new)(context, is_running);
+    g_main_context_set_poll_func(g_main_loop_get_context(loop), &annotated_poll);
     return loop;
 }
 
-extern "C" ZELT_GLIB_EXPORT gboolean g_source_remove(unsigned tag) {
-    static std::atomic<gboolean (*)(unsigned)> glib{nullptr};
-    __tsan_acquire(&g_main_contexts);
-    const gboolean removed = glib_function(glib, "g_source_remove")(tag);
-    __tsan_release(&g_main_contexts);
-    return removed;
+ZELT_SHOWN gboolean g_source_remove(guint tag) {
+    return under_context_lock(nullptr, [&] { return ZELT_REAL(g_source_remove)(tag); });
 }
 
-extern "C" ZELT_GLIB_EXPORT void g_source_destroy(void* source) {
-    static std::atomic<void (*)(void*)> glib{nullptr};
-    __tsan_acquire(&g_main_contexts);
-    glib_function(glib, "g_source_destroy")(source);
-    __tsan_release(&g_main_contexts);
+ZELT_SHOWN void g_source_destroy(GSource* source) {
+    under_context_lock(g_source_get_context(source), [&] {
+        ZELT_REAL(g_source_destroy)(source);
+        return 0;
+    });
 }
 
-extern "C" ZELT_GLIB_EXPORT unsigned g_source_attach(void* source, void* context) {
-    static std::atomic<unsigned (*)(void*, void*)> glib{nullptr};
-    __tsan_acquire(&g_main_contexts);
-    const unsigned id = glib_function(glib, "g_source_attach")(source, context);
-    __tsan_release(&g_main_contexts);
-    return id;
+ZELT_SHOWN void g_source_unref(GSource* source) {
+    under_context_lock(g_source_get_context(source), [&] {
+        ZELT_REAL(g_source_unref)(source);
+        return 0;
+    });
 }
 
-// A bus watch reads the messages it is given; the message is freed later by whichever thread
-// drops the last reference (often the pipeline's, on the host's thread during a state change),
-// ordered by GStreamer's atomic reference count, which TSan does not see. A watch installed
-// through GStreamer gets a wrapper: each message is weakly referenced so that its freeing
-// thread acquires the message's address just before the memory goes, and the watch releases
-// that address when it returns.
+ZELT_SHOWN guint g_source_attach(GSource* source, GMainContext* context) {
+    return under_context_lock(context,
+                              [&] { return ZELT_REAL(g_source_attach)(source, context); });
+}
+
+// Called by a dispatch on the loop's thread too, with the context given up.
+ZELT_SHOWN void g_source_set_ready_time(GSource* source, gint64 ready_time) {
+    under_context_lock(g_source_get_context(source), [&] {
+        ZELT_REAL(g_source_set_ready_time)(source, ready_time);
+        return 0;
+    });
+}
+
+ZELT_SHOWN void g_main_context_invoke_full(GMainContext* context, gint priority,
+                                           GSourceFunc function, gpointer data,
+                                           GDestroyNotify notify) {
+    under_context_lock(context, [&] {
+        ZELT_REAL(g_main_context_invoke_full)(context, priority, function, data, notify);
+        return 0;
+    });
+}
+
+ZELT_SHOWN void g_main_context_invoke(GMainContext* context, GSourceFunc function,
+                                      gpointer data) {
+    under_context_lock(context, [&] {
+        ZELT_REAL(g_main_context_invoke)(context, function, data);
+        return 0;
+    });
+}
+
+// ---- Quarks ------------------------------------------------------------------------------
+
+namespace {
+char g_quarks;  // the address that stands for GLib's quark lock
+}  // namespace
+
+#define ZELT_QUARK(result, name)                        \
+    ZELT_SHOWN result name(const gchar* text) {         \
+        __tsan_acquire(&g_quarks);                      \
+        const auto value = ZELT_REAL(name)(text);       \
+        __tsan_release(&g_quarks);                      \
+        return value;                                   \
+    }
+
+ZELT_QUARK(GQuark, g_quark_from_string)
+ZELT_QUARK(GQuark, g_quark_from_static_string)
+ZELT_QUARK(GQuark, g_quark_try_string)
+ZELT_QUARK(const gchar*, g_intern_string)
+ZELT_QUARK(const gchar*, g_intern_static_string)
+
+// ---- Mini objects and bus messages -------------------------------------------------------
+
 namespace {
 
-using BusFunction = gboolean (*)(void* bus, void* message, void* user_data);
-using DestroyNotify = void (*)(void* data);
-using WeakNotify = void (*)(void* data, void* object);
+/// The object's reference count, read the way GStreamer reads it: unseen by TSan, which would
+/// otherwise take this read for an access to memory that another thread frees.
+__attribute__((no_sanitize_thread, noinline)) gint reference_count(const GstMiniObject* object) {
+    return __atomic_load_n(&object->refcount, __ATOMIC_ACQUIRE);
+}
+
+}  // namespace
+
+ZELT_SHOWN void gst_mini_object_unref(GstMiniObject* object) {
+    if (object != nullptr) {
+        if (reference_count(object) == 1) __tsan_acquire(object);
+        __tsan_release(object);
+    }
+    ZELT_REAL(gst_mini_object_unref)(object);
+}
+
+namespace {
+
+void acquire_at_free(gpointer /*data*/, GstMiniObject* message) { __tsan_acquire(message); }
+
+/// A message the bus handed out: its freeing thread, whichever it is, acquires it.
+GstMessage* handed_out(GstMessage* message) {
+    if (message != nullptr)
+        ZELT_REAL(gst_mini_object_weak_ref)(GST_MINI_OBJECT_CAST(message), &acquire_at_free,
+                                            nullptr);
+    return message;
+}
 
 struct BusWatch {
-    BusFunction function;
-    void* user_data;
-    DestroyNotify notify;
+    GstBusFunc function;
+    gpointer user_data;
+    GDestroyNotify notify;
 };
 
-void acquire_at_free(void* /*data*/, void* message) { __tsan_acquire(message); }
-
-gboolean watch_message(void* bus, void* message, void* watch) {
-    static std::atomic<void (*)(void*, WeakNotify, void*)> weak_ref{nullptr};
-    glib_function(weak_ref, "gst_mini_object_weak_ref")(message, &acquire_at_free, nullptr);
+// A bus watch's dispatch, with the context given up for it as GLib does.
+gboolean watch_message(GstBus* bus, GstMessage* message, gpointer watch) {
+    context_released();
+    handed_out(message);
     const auto* bus_watch = static_cast<const BusWatch*>(watch);
     const gboolean keep = bus_watch->function(bus, message, bus_watch->user_data);
     __tsan_release(message);
+    context_taken();
     return keep;
 }
 
-void destroy_watch(void* watch) {
+void destroy_watch(gpointer watch) {
     auto* bus_watch = static_cast<BusWatch*>(watch);
     if (bus_watch->notify != nullptr) bus_watch->notify(bus_watch->user_data);
     delete bus_watch;
@@ -262,15 +316,35 @@ void destroy_watch(void* watch) {
 
 }  // namespace
 
-extern "C" ZELT_GLIB_EXPORT void g_source_set_callback(void* source, BusFunction function,
-                                                       void* data, DestroyNotify notify) {
-    static std::atomic<void (*)(void*, BusFunction, void*, DestroyNotify)> glib{nullptr};
-    static std::atomic<const char* (*)(void*)> source_name{nullptr};
-    const char* name = glib_function(source_name, "g_source_get_name")(source);
+// GStreamer installs a bus watch's callback through here.
+ZELT_SHOWN void g_source_set_callback(GSource* source, GSourceFunc function, gpointer data,
+                                      GDestroyNotify notify) {
+    const char* name = g_source_get_name(source);
     if (name != nullptr && std::strcmp(name, "GStreamer message bus watch") == 0) {
-        glib_function(glib, "g_source_set_callback")(
-            source, &watch_message, new BusWatch{function, data, notify}, &destroy_watch);
+        // A bus watch's callback is a GstBusFunc stored as a GSourceFunc (GLib's G_SOURCE_FUNC
+        // casts through a function type without arguments, as here).
+        using AnyFunction = void (*)();
+        auto* watch = new BusWatch{
+            reinterpret_cast<GstBusFunc>(reinterpret_cast<AnyFunction>(function)), data, notify};
+        ZELT_REAL(g_source_set_callback)(
+            source, reinterpret_cast<GSourceFunc>(reinterpret_cast<AnyFunction>(&watch_message)),
+            watch, &destroy_watch);
         return;
     }
-    glib_function(glib, "g_source_set_callback")(source, function, data, notify);
+    ZELT_REAL(g_source_set_callback)(source, function, data, notify);
+}
+
+ZELT_SHOWN GstMessage* gst_bus_pop(GstBus* bus) { return handed_out(ZELT_REAL(gst_bus_pop)(bus)); }
+
+ZELT_SHOWN GstMessage* gst_bus_pop_filtered(GstBus* bus, GstMessageType types) {
+    return handed_out(ZELT_REAL(gst_bus_pop_filtered)(bus, types));
+}
+
+ZELT_SHOWN GstMessage* gst_bus_timed_pop(GstBus* bus, GstClockTime timeout) {
+    return handed_out(ZELT_REAL(gst_bus_timed_pop)(bus, timeout));
+}
+
+ZELT_SHOWN GstMessage* gst_bus_timed_pop_filtered(GstBus* bus, GstClockTime timeout,
+                                                  GstMessageType types) {
+    return handed_out(ZELT_REAL(gst_bus_timed_pop_filtered)(bus, timeout, types));
 }
