@@ -63,6 +63,16 @@ set(ZELT_DEB_RUNTIME zelt-camera)
 set(ZELT_DEB_VCAM gstreamer1.0-zelt-vcam)
 set(ZELT_DEB_DEV zelt-camera-dev)
 
+# gzip -9n: `source` compressed into `target`, without a name or time stamp; `what` names the
+# file in the error that stops the configuration when gzip fails.
+function(zelt_gzip_reproducibly source target what)
+  execute_process(COMMAND gzip -9nc "${source}" OUTPUT_FILE "${target}"
+    RESULT_VARIABLE _result)
+  if(NOT _result EQUAL 0)
+    message(FATAL_ERROR "gzip could not compress ${what} (${_result})")
+  endif()
+endfunction()
+
 # Every package carries the copyright file and the changelog in /usr/share/doc/<package>/.
 # The packages are native (no Debian revision): the changelog is changelog.gz, compressed
 # without a time stamp so that two builds give the same bytes. The top entry of
@@ -70,17 +80,11 @@ set(ZELT_DEB_DEV zelt-camera-dev)
 # top of the earlier ones, whose versions are then spelled out.
 configure_file("${PROJECT_SOURCE_DIR}/cmake/debian/changelog.in"
   "${ZELT_PACKAGING_DIR}/changelog" @ONLY)
-execute_process(COMMAND gzip -9nc "${ZELT_PACKAGING_DIR}/changelog"
-  OUTPUT_FILE "${ZELT_PACKAGING_DIR}/changelog.gz" RESULT_VARIABLE _zelt_gzip_result)
-if(NOT _zelt_gzip_result EQUAL 0)
-  message(FATAL_ERROR "gzip could not compress the Debian changelog (${_zelt_gzip_result})")
-endif()
+zelt_gzip_reproducibly("${ZELT_PACKAGING_DIR}/changelog" "${ZELT_PACKAGING_DIR}/changelog.gz"
+  "the Debian changelog")
 # The tool's manual page, compressed the same way.
-execute_process(COMMAND gzip -9nc "${PROJECT_SOURCE_DIR}/docs/zelt-camera.1"
-  OUTPUT_FILE "${ZELT_PACKAGING_DIR}/zelt-camera.1.gz" RESULT_VARIABLE _zelt_gzip_result)
-if(NOT _zelt_gzip_result EQUAL 0)
-  message(FATAL_ERROR "gzip could not compress the manual page (${_zelt_gzip_result})")
-endif()
+zelt_gzip_reproducibly("${PROJECT_SOURCE_DIR}/docs/zelt-camera.1"
+  "${ZELT_PACKAGING_DIR}/zelt-camera.1.gz" "the manual page")
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
   "${PROJECT_SOURCE_DIR}/cmake/debian/changelog.in" "${PROJECT_SOURCE_DIR}/docs/zelt-camera.1")
 install(FILES "${ZELT_PACKAGING_DIR}/zelt-camera.1.gz"

@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
 # Every benchmark on this machine: installs what they need beyond the test suite (OpenCV for
-# the frame-path peer, gnuplot for the plot, valgrind for the instruction counts), builds the release preset's benchmark targets,
-# runs them one after another and collects their RESULT lines.
+# the frame-path peer, gnuplot for the plot, valgrind for the instruction counts), builds the
+# release preset's benchmark targets, runs them one after another and collects their RESULT
+# lines.
 # Usage: scripts/bench.sh [--quick] [--docs]
-#   --quick  fewer repetitions and frames, 10 s of the scale benchmark (a smoke run, ~1 min)
+#   --quick  fewer repetitions and frames, 10 s of the scale benchmark (a smoke run)
 #   --docs   also copy the stamp plot to docs/performance-stamps.png
-# Output in build/release/bench/: <program>.log for each program (bench_frame_path_hd_vga.log,
-# bench_frame_path_sizes.log, bench_scale_16x1080p.log and bench_scale_4x2160p.log for the
-# programs run twice), results.txt (every RESULT line, in program order), frame_path.csv,
-# size_frame_path.csv, callgrind.<variant>.<mode>.out* (the instruction counts), stamps.csv
-# and stamps.png.
+# Output in build/release/bench/: <program>.log for each program run once, and one log per run
+# of the programs run twice (bench_frame_path_hd_vga.log, bench_frame_path_sizes.log,
+# bench_scale_16x1080p.log, bench_scale_4x2160p.log), results.txt (every RESULT line, in
+# program order), frame_path.csv, size_frame_path.csv, callgrind.<variant>.<mode>.out* (the
+# instruction counts), stamps.csv and stamps.png.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -47,28 +48,35 @@ else
   micro_args=(--benchmark_color=false)
 fi
 
+# run [--log=NAME] PROGRAM [ARGUMENT...]: one benchmark, its output in $out/NAME.log (NAME:
+# the program's own by default; a program run twice gets a name per run) and its RESULT lines
+# appended to results.txt.
 run() {
+  local log=""
+  if [[ "$1" == --log=* ]]; then
+    log="${1#--log=}"
+    shift
+  fi
   local program="$1"
   shift
+  log="$out/${log:-$program}.log"
   echo "== $program $*"
-  "$out/$program" "$@" 2>&1 | tee "$out/$program.log"
-  grep '^RESULT ' "$out/$program.log" >>"$results"
+  "$out/$program" "$@" 2>&1 | tee "$log"
+  grep '^RESULT ' "$log" >>"$results"
 }
 
 : >"$results"
 # OpenCV's GStreamer backend warns once per capture that a live source has no position.
 export OPENCV_LOG_LEVEL="${OPENCV_LOG_LEVEL:-ERROR}"
-run bench_frame_path "${frame_path_args[@]}"
-cp "$out/bench_frame_path.log" "$out/bench_frame_path_hd_vga.log"
+run --log=bench_frame_path_hd_vga bench_frame_path "${frame_path_args[@]}"
 # CPU per frame against frame size, beside a bare memcpy of the same size (no peer).
-run bench_frame_path --modes=480p,720p,1080p,2160p --peer=0 --memcpy=1 --result-prefix=size_ \
-  "${sizes_args[@]}"
-cp "$out/bench_frame_path.log" "$out/bench_frame_path_sizes.log"
+run --log=bench_frame_path_sizes bench_frame_path --modes=480p,720p,1080p,2160p --peer=0 \
+  --memcpy=1 --result-prefix=size_ "${sizes_args[@]}"
 run bench_stamps "${stamps_args[@]}"
-run bench_scale --cameras=16 --width=1920 --height=1080 "${scale_args[@]}"
-cp "$out/bench_scale.log" "$out/bench_scale_16x1080p.log"
-run bench_scale --cameras=4 --width=3840 --height=2160 "${scale_args[@]}"
-cp "$out/bench_scale.log" "$out/bench_scale_4x2160p.log"
+run --log=bench_scale_16x1080p bench_scale --cameras=16 --width=1920 --height=1080 \
+  "${scale_args[@]}"
+run --log=bench_scale_4x2160p bench_scale --cameras=4 --width=3840 --height=2160 \
+  "${scale_args[@]}"
 run bench_start "${start_args[@]}"
 run bench_micro "${micro_args[@]}"
 

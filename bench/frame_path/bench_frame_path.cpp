@@ -115,11 +115,35 @@ RunFigures runVariant(Variant variant, const RunPlan& plan) {
     return {};
 }
 
+constexpr const char* kModeNames[] = {"hd", "vga", "480p", "720p", "1080p", "2160p"};
+
+VideoMode namedMode(const std::string& name) {
+    if (name == "hd" || name == "1080p") return {"YUY2", 1920, 1080, 30};
+    if (name == "vga") return {"I420", 640, 480, 30};
+    if (name == "480p") return {"YUY2", 640, 480, 30};
+    if (name == "720p") return {"YUY2", 1280, 720, 30};
+    if (name == "2160p") return {"YUY2", 3840, 2160, 30};
+    throw std::invalid_argument("--modes: hd, vga, 480p, 720p, 1080p or 2160p, not " + name);
+}
+
+// What the plug-in's CPU per frame is divided by within each repetition, in the order the
+// paired ratios are printed; their RESULT names are cpu_ratio_<variant>_paired_<mode>.
+struct PairedAgainst {
+    Variant variant;
+    const char* text;
+    double ModeFigures::*figure;  // where the median goes; null: printed only
+};
+constexpr PairedAgainst kPairedAgainst[] = {
+    {Variant::Floor, "plug-in / floor", &ModeFigures::paired_floor},
+    {Variant::Peer, "plug-in / peer (raw)", &ModeFigures::paired_peer},
+    {Variant::PeerBgr, "plug-in / peer (BGR)", &ModeFigures::paired_peer_bgr},
+    {Variant::Memcpy, "plug-in / memcpy", nullptr}};
+
 ModeFigures measureMode(const VideoMode& mode, const std::string& mode_flag, const Flags& flags,
                         const std::string& folder, std::ofstream& csv) {
     // About one second of CPU a run: 3000 frames of 1080p YUY2, 20000 of the smaller modes.
-    const std::uint64_t default_frames =
-        std::clamp<std::uint64_t>(std::uint64_t{3000} * 4147200 / mode.frameBytes(), 500, 20000);
+    const std::uint64_t default_frames = std::clamp<std::uint64_t>(
+        std::uint64_t{3000} * namedMode("1080p").frameBytes() / mode.frameBytes(), 500, 20000);
     const std::uint64_t frames = flags.count("frames-" + mode_flag, default_frames);
     const std::uint64_t repetitions = flags.count("reps", 9);
     if (repetitions == 0 || frames == 0) {
@@ -155,7 +179,7 @@ ModeFigures measureMode(const VideoMode& mode, const std::string& mode_flag, con
                 static_cast<unsigned long long>(plan.warmup_frames),
                 static_cast<unsigned long long>(repetitions));
     std::map<Variant, Series> series;
-    std::vector<double> ratios_floor, ratios_peer, ratios_peer_bgr, ratios_memcpy;
+    std::map<Variant, std::vector<double>> paired_ratios;
     for (std::uint64_t repetition = 0; repetition < repetitions; ++repetition) {
         std::map<Variant, RunFigures> run;
         for (std::size_t i = 0; i < rotation.size(); ++i) {
@@ -173,21 +197,11 @@ ModeFigures measureMode(const VideoMode& mode, const std::string& mode_flag, con
         }
         std::printf("\n");
         if (run.count(Variant::Plugin) == 0) continue;
-        if (run.count(Variant::Floor) != 0) {
-            ratios_floor.push_back(run[Variant::Plugin].cpu_us_per_frame /
-                                   run[Variant::Floor].cpu_us_per_frame);
-        }
-        if (run.count(Variant::Peer) != 0) {
-            ratios_peer.push_back(run[Variant::Plugin].cpu_us_per_frame /
-                                  run[Variant::Peer].cpu_us_per_frame);
-        }
-        if (run.count(Variant::Memcpy) != 0) {
-            ratios_memcpy.push_back(run[Variant::Plugin].cpu_us_per_frame /
-                                    run[Variant::Memcpy].cpu_us_per_frame);
-        }
-        if (run.count(Variant::PeerBgr) != 0) {
-            ratios_peer_bgr.push_back(run[Variant::Plugin].cpu_us_per_frame /
-                                      run[Variant::PeerBgr].cpu_us_per_frame);
+        const double plugin = run[Variant::Plugin].cpu_us_per_frame;
+        for (const PairedAgainst& other : kPairedAgainst) {
+            const auto found = run.find(other.variant);
+            if (found != run.end())
+                paired_ratios[other.variant].push_back(plugin / found->second.cpu_us_per_frame);
         }
     }
 
@@ -210,13 +224,13 @@ ModeFigures measureMode(const VideoMode& mode, const std::string& mode_flag, con
     if (series.count(Variant::Plugin) == 0 || series.count(Variant::Floor) == 0) return figures;
     const double plugin = summarize(series[Variant::Plugin].cpu_us).median;
     std::printf("  paired ratios of CPU per frame, within each repetition:\n");
-    figures.paired_floor =
-        reportPaired("plug-in / floor", "cpu_ratio_floor_paired_" + mode.key(), ratios_floor);
-    figures.paired_peer =
-        reportPaired("plug-in / peer (raw)", "cpu_ratio_peer_paired_" + mode.key(), ratios_peer);
-    figures.paired_peer_bgr = reportPaired(
-        "plug-in / peer (BGR)", "cpu_ratio_peer_bgr_paired_" + mode.key(), ratios_peer_bgr);
-    reportPaired("plug-in / memcpy", "cpu_ratio_memcpy_paired_" + mode.key(), ratios_memcpy);
+    for (const PairedAgainst& other : kPairedAgainst) {
+        const double median = reportPaired(
+            other.text,
+            std::string("cpu_ratio_") + variantName(other.variant) + "_paired_" + mode.key(),
+            paired_ratios[other.variant]);
+        if (other.figure != nullptr) figures.*(other.figure) = median;
+    }
 
     std::printf("  ratios of the medians:\n");
     figures.ratio_floor = plugin / summarize(series[Variant::Floor].cpu_us).median;
@@ -259,17 +273,6 @@ ModeFigures measureMode(const VideoMode& mode, const std::string& mode_flag, con
         result("instr_ratio_floor_" + mode.key(), figures.instruction_ratio, 4);
     }
     return figures;
-}
-
-constexpr const char* kModeNames[] = {"hd", "vga", "480p", "720p", "1080p", "2160p"};
-
-VideoMode namedMode(const std::string& name) {
-    if (name == "hd" || name == "1080p") return {"YUY2", 1920, 1080, 30};
-    if (name == "vga") return {"I420", 640, 480, 30};
-    if (name == "480p") return {"YUY2", 640, 480, 30};
-    if (name == "720p") return {"YUY2", 1280, 720, 30};
-    if (name == "2160p") return {"YUY2", 3840, 2160, 30};
-    throw std::invalid_argument("--modes: hd, vga, 480p, 720p, 1080p or 2160p, not " + name);
 }
 
 int run(int argc, char** argv) {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "frame_path_runs.h"
+#include "zelt_host/plugin_library.h"
 
 namespace zelt_bench {
 namespace {
@@ -22,15 +23,25 @@ namespace {
 // bench_frame_path_counted, beside this program: the same variants without the OpenCV peer,
 // whose libraries valgrind cannot always load.
 std::string countedExecutable() {
-    char path[4096];
-    const ssize_t length = readlink("/proc/self/exe", path, sizeof path - 1);
-    if (length <= 0) throw std::runtime_error("cannot find this program's own path");
-    path[length] = '\0';
-    std::string program = path;
-    const auto slash = program.rfind('/');
-    program = program.substr(0, slash + 1) + "bench_frame_path_counted";
+    const std::string directory = zelt::host::executableDirectory();
+    if (directory.empty()) throw std::runtime_error("cannot find this program's own folder");
+    const std::string program = directory + "/bench_frame_path_counted";
     if (access(program.c_str(), X_OK) != 0) throw std::runtime_error(program + " is missing");
     return program;
+}
+
+// The names of the files in `folder` that begin with `prefix` (none when the folder cannot be
+// read).
+std::vector<std::string> filesStartingWith(const std::string& folder, const std::string& prefix) {
+    std::vector<std::string> names;
+    DIR* directory = opendir(folder.c_str());
+    if (directory == nullptr) return names;
+    while (const dirent* entry = readdir(directory)) {
+        const std::string name = entry->d_name;
+        if (name.compare(0, prefix.size(), prefix) == 0) names.push_back(name);
+    }
+    closedir(directory);
+    return names;
 }
 
 // Runs `arguments` as a child process with its output to `log`; its exit status.
@@ -55,12 +66,7 @@ int runChild(const std::vector<std::string>& arguments, const std::string& log) 
 // The Ir total of the callgrind dump written when the frame window closed ("desc: Trigger:
 // Client Request: frame-window"); -1 when no such dump was found.
 double windowInstructions(const std::string& folder, const std::string& prefix) {
-    DIR* directory = opendir(folder.c_str());
-    if (directory == nullptr) return -1;
-    double instructions = -1;
-    while (const dirent* entry = readdir(directory)) {
-        const std::string name = entry->d_name;
-        if (name.compare(0, prefix.size(), prefix) != 0) continue;
+    for (const std::string& name : filesStartingWith(folder, prefix)) {
         std::ifstream dump(folder + "/" + name);
         bool window = false;
         for (std::string line; std::getline(dump, line);) {
@@ -69,14 +75,14 @@ double windowInstructions(const std::string& folder, const std::string& prefix) 
             } else if (window && line.rfind("totals:", 0) == 0) {
                 // The sum of the costs dumped ("summary:" can count more than was dumped).
                 std::istringstream figures(line.substr(line.find(':') + 1));
+                double instructions = -1;
                 figures >> instructions;
+                if (instructions >= 0) return instructions;
                 break;
             }
         }
-        if (instructions >= 0) break;
     }
-    closedir(directory);
-    return instructions;
+    return -1;
 }
 
 }  // namespace
@@ -88,14 +94,8 @@ double instructionsPerFrame(const std::string& variant, const VideoMode& mode,
                             std::uint64_t warmup, const std::string& folder) {
     const std::string prefix = "callgrind." + variant + "." + mode.key() + ".out";
     // Dumps of an earlier run must not be read for this one.
-    if (DIR* directory = opendir(folder.c_str())) {
-        while (const dirent* entry = readdir(directory)) {
-            const std::string name = entry->d_name;
-            if (name.compare(0, prefix.size(), prefix) == 0)
-                std::remove((folder + "/" + name).c_str());
-        }
-        closedir(directory);
-    }
+    for (const std::string& name : filesStartingWith(folder, prefix))
+        std::remove((folder + "/" + name).c_str());
     const std::string frames_flag = "--frames-" + mode_flag + "=" + std::to_string(frames);
     const std::vector<std::string> arguments{
         "valgrind",          "--tool=callgrind",   "--callgrind-out-file=" + folder + "/" + prefix,

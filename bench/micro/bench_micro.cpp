@@ -20,6 +20,7 @@
 #include "bench_environment.h"
 #include "bench_stats.h"
 #include "config_items/config_items.h"
+#include "copy_buffers.h"
 #include "vcam/vcam_control.h"
 #include "zelt_camera_caps.h"
 #include "zelt_camera_channel.h"
@@ -39,18 +40,17 @@ using zelt_camera::Caps;
 // buffer). Both buffers stay in place over the iterations, as between frames.
 
 void frame_copy(benchmark::State& state, std::size_t lead, std::size_t bytes) {
-    zelt_camera::PageBuffer source(0);
-    source.resize(bytes);
-    std::memset(source.data(), 0x5A, bytes);
-    zelt_camera::PageBuffer image(lead);
-    image.resize(bytes + sizeof(image::ImageDataHeader));
-    if (source.empty() || image.empty()) {
-        state.SkipWithError("no page-backed memory");
+    std::unique_ptr<zelt_bench::CopyBuffers> buffers;
+    try {
+        buffers = std::make_unique<zelt_bench::CopyBuffers>(1, 0, lead, bytes);
+    } catch (const std::runtime_error& error) {
+        state.SkipWithError(error.what());
         return;
     }
-    std::uint8_t* const pixels = image.data() + sizeof(image::ImageDataHeader);
+    std::uint8_t* const pixels = buffers->pixels();
+    const std::uint8_t* const source = buffers->source(0);
     for (auto _ : state) {
-        std::memcpy(pixels, source.data(), bytes);
+        std::memcpy(pixels, source, bytes);
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) *

@@ -97,6 +97,7 @@ void Acquisition::start(const std::vector<std::uint32_t>& channel_ids) {
     m_report.ready_after = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - prepared_at);
     if (!m_report.ready) {
+        m_report.timed_out = true;
         throw HostError("the channels did not come up within " +
                         std::to_string(m_options.ready_timeout.count()) + " ms");
     }

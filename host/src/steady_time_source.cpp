@@ -27,7 +27,9 @@ std::int64_t monotonicNow() {
     return toNanoseconds(now);
 }
 
-zelt::DateTime toDateTime(const timespec& wall) {
+}  // namespace
+
+zelt::DateTime toUtcDateTime(const timespec& wall) {
     std::tm utc{};
     const time_t seconds = wall.tv_sec;
     gmtime_r(&seconds, &utc);
@@ -42,8 +44,6 @@ zelt::DateTime toDateTime(const timespec& wall) {
     return out;
 }
 
-}  // namespace
-
 SteadyTimeSource::SteadyTimeSource(double frequency) : m_frequency(frequency) {
     if (!std::isfinite(frequency) || frequency <= 0.0) {
         throw std::invalid_argument("time base frequency must be positive and finite, not " +
@@ -55,7 +55,7 @@ SteadyTimeSource::SteadyTimeSource(double frequency) : m_frequency(frequency) {
     timespec wall{};
     clock_gettime(CLOCK_REALTIME, &wall);
     m_start_nanoseconds = monotonicNow();
-    m_absolute_start = toDateTime(wall);
+    m_absolute_start = toUtcDateTime(wall);
 }
 
 std::uint64_t SteadyTimeSource::elapsedNanoseconds() const noexcept {

@@ -8,11 +8,8 @@
 namespace zelt_cli_test {
 namespace {
 
-class DurabilityTest : public ToolTest {
+class DurabilityTest : public RecordingToolTest {
 protected:
-    std::string out() const { return m_scratch / "recording"; }
-    std::string file(const std::string& name) const { return out() + "/" + name; }
-
     std::vector<std::string> recordArguments(const zelt::vcam::CameraDescription& camera,
                                              const std::vector<std::string>& more) {
         std::vector<std::string> arguments{virtualCameras({camera}), "record", "--out", out()};
@@ -20,37 +17,43 @@ protected:
         return arguments;
     }
 
-    // Waits until the table holds more than `rows` rows and the manifest written while
-    // recording counts frames, so that whatever happens next lands in the middle of delivery.
-    void waitForRecording(std::size_t rows) const {
-        const auto deadline = std::chrono::steady_clock::now() + 30s;
-        while (std::chrono::steady_clock::now() < deadline) {
-            if (splitLines(readFile(file("camera0.csv"))).size() > rows + 1) {
-                const JsonDocument manifest(readFile(file("recording.json")));
-                if (manifest.ok() && integer(member(manifest.root(), "frames_written")) > 0) return;
-            }
-            std::this_thread::sleep_for(20ms);
-        }
-        FAIL() << "the recording did not get going";
+    // Starts a 60 s recording of one camera and waits until the table holds more than `rows`
+    // rows and the manifest written while recording counts frames, so that whatever happens
+    // next lands in the middle of delivery.
+    void startRecording(std::size_t rows) {
+        m_recording.emplace(
+            recordArguments(smallCamera("Cam A", "/dev/zelt-a"), {"--duration", "60"}),
+            m_scratch.path());
+        const bool going = waitUntil([&] {
+            if (tableLines() <= rows + 1) return false;
+            const JsonDocument document = manifest();
+            return document.ok() && integer(member(document.root(), "frames_written")) > 0;
+        });
+        if (!going) FAIL() << "the recording did not get going";
+    }
+
+    // The table `path` is whole lines: it ends in a line end.
+    static void expectWholeLines(const std::string& path) {
+        const std::string table = readFile(path);
+        ASSERT_FALSE(table.empty());
+        EXPECT_EQ(table.back(), '\n') << "the table ends in the middle of a line";
     }
 
     // The table is whole lines; the video is read by ffprobe and agrees with the table frame
     // by frame, the two ending within a second of each other.
     void expectWholeFilesThatAgree() const {
-        const std::string table = readFile(file("camera0.csv"));
-        ASSERT_FALSE(table.empty());
-        EXPECT_EQ(table.back(), '\n') << "the table ends in the middle of a line";
+        ASSERT_NO_FATAL_FAILURE(expectWholeLines(file("camera0.csv")));
         const auto rows = readCsv(file("camera0.csv"));
         ASSERT_FALSE(rows.empty());
         for (std::size_t i = 0; i < rows.size(); ++i) {
             EXPECT_EQ(rows[i].index, i);
             EXPECT_EQ(rows[i].bytes, 64u * 48u * 2u + 12u);
         }
-        const auto [status, errors] = runCommand(
-            "ffprobe -v error -show_entries format=format_name "
-            "-of csv=p=0 " +
-            shellQuote(file("camera0.mkv")) + " 2>&1");
-        EXPECT_NE(errors.find("matroska"), std::string::npos) << errors;
+        const std::string format_name =
+            runCommand("ffprobe -v error -show_entries format=format_name -of csv=p=0 " +
+                       shellQuote(file("camera0.mkv")) + " 2>&1")
+                .second;
+        EXPECT_NE(format_name.find("matroska"), std::string::npos) << format_name;
         const std::vector<double> times = probeFrameTimes(file("camera0.mkv"));
         ASSERT_FALSE(times.empty());
         const std::size_t common = std::min(times.size(), rows.size());
@@ -60,55 +63,40 @@ protected:
         EXPECT_LE(std::abs(times.back() - rows.back().seconds), 1.0)
             << times.size() << " frames in the video, " << rows.size() << " rows";
     }
+
+    // The recording startRecording started; ended before the scratch folder goes.
+    std::optional<ToolProcess> m_recording;
 };
 
 TEST_F(DurabilityTest, KilledRecordingLeavesAPlayableVideoAWholeTableAndAnUnfinishedManifest) {
-    ToolProcess tool(recordArguments(smallCamera("Cam A", "/dev/zelt-a"), {"--duration", "60"}),
-                     m_scratch.path());
-    ASSERT_NO_FATAL_FAILURE(waitForRecording(150));
-    tool.signal(SIGKILL);
-    const RunResult result = tool.wait(20s);
+    ASSERT_NO_FATAL_FAILURE(startRecording(150));
+    m_recording->signal(SIGKILL);
+    const RunResult result = m_recording->wait(20s);
     EXPECT_EQ(result.signal, SIGKILL);
 
     expectWholeFilesThatAgree();
-    const JsonDocument manifest(readFile(file("recording.json")));
-    ASSERT_TRUE(manifest.ok()) << manifest.error();
-    EXPECT_EQ(text(member(manifest.root(), "stop_reason")), "running");
-    EXPECT_FALSE(boolean(member(manifest.root(), "complete")));
-    EXPECT_TRUE(isNull(member(manifest.root(), "ended_at")));
-    EXPECT_GT(integer(member(manifest.root(), "frames_written")), 0);
+    const JsonDocument document = manifest();
+    ASSERT_TRUE(document.ok()) << document.error();
+    EXPECT_EQ(text(member(document.root(), "stop_reason")), "running");
+    EXPECT_FALSE(boolean(member(document.root(), "complete")));
+    EXPECT_TRUE(isNull(member(document.root(), "ended_at")));
+    EXPECT_GT(integer(member(document.root(), "frames_written")), 0);
     EXPECT_FALSE(fileExists(file("recording.json.part")));
 }
 
 TEST_F(DurabilityTest, HangupStopsCleanlyWithCompleteFilesAndExitCode129) {
-    ToolProcess tool(recordArguments(smallCamera("Cam A", "/dev/zelt-a"), {"--duration", "60"}),
-                     m_scratch.path());
-    ASSERT_NO_FATAL_FAILURE(waitForRecording(30));
-    tool.signal(SIGHUP);
-    const RunResult result = tool.wait(20s);
-    EXPECT_EQ(result.signal, 0);
-    EXPECT_EQ(result.exit_code, 129) << result.err;
-    EXPECT_NE(result.err.find("zelt-camera: interrupted (SIGHUP); recorded "), std::string::npos)
-        << result.err;
-
-    const JsonDocument manifest(readFile(file("recording.json")));
-    ASSERT_TRUE(manifest.ok()) << manifest.error();
-    EXPECT_EQ(text(member(manifest.root(), "stop_reason")), "hangup");
-    EXPECT_EQ(text(member(manifest.root(), "signal")), "SIGHUP");
-    EXPECT_TRUE(boolean(member(manifest.root(), "complete")));
-    EXPECT_EQ(integer(member(manifest.root(), "exit_code")), 129);
-    const auto rows = readCsv(file("camera0.csv"));
-    EXPECT_EQ(static_cast<gint64>(rows.size()), integer(member(manifest.root(), "frames_written")));
-    expectVideoMatchesTable(file("camera0.mkv"), rows);
+    ASSERT_NO_FATAL_FAILURE(startRecording(30));
+    expectCleanStop(*m_recording, SIGHUP, 129, "SIGHUP",
+                    [](JsonNode* root, const std::vector<CsvRecord>&) {
+                        EXPECT_EQ(text(member(root, "stop_reason")), "hangup");
+                    });
 }
 
 TEST_F(DurabilityTest, SecondCtrlCWhileStoppingStillLeavesWholeFiles) {
-    ToolProcess tool(recordArguments(smallCamera("Cam A", "/dev/zelt-a"), {"--duration", "60"}),
-                     m_scratch.path());
-    ASSERT_NO_FATAL_FAILURE(waitForRecording(100));
-    tool.signal(SIGINT);
-    tool.signal(SIGINT);
-    const RunResult result = tool.wait(20s);
+    ASSERT_NO_FATAL_FAILURE(startRecording(100));
+    m_recording->signal(SIGINT);
+    m_recording->signal(SIGINT);
+    const RunResult result = m_recording->wait(20s);
     // Either the stop was quicker than the second signal, or the second ended the process.
     EXPECT_TRUE(result.exit_code == 130 || result.signal == SIGINT)
         << result.exit_code << " " << result.signal;
@@ -131,20 +119,18 @@ TEST_F(DurabilityTest, FileSizeLimitStopsWithWriterFailedAndWholeFiles) {
               std::string::npos)
         << result.err;
 
-    const JsonDocument manifest(readFile(file("recording.json")));
-    ASSERT_TRUE(manifest.ok()) << manifest.error();
-    EXPECT_EQ(text(member(manifest.root(), "stop_reason")), "writer-failed");
-    EXPECT_TRUE(boolean(member(manifest.root(), "complete")));
-    EXPECT_EQ(integer(member(manifest.root(), "exit_code")), 9);
-    JsonNode* camera = element(member(manifest.root(), "cameras"), 0);
+    const JsonDocument document = manifest();
+    ASSERT_TRUE(document.ok()) << document.error();
+    EXPECT_EQ(text(member(document.root(), "stop_reason")), "writer-failed");
+    EXPECT_TRUE(boolean(member(document.root(), "complete")));
+    EXPECT_EQ(integer(member(document.root(), "exit_code")), 9);
+    JsonNode* camera = element(member(document.root(), "cameras"), 0);
     ASSERT_GE(lengthOf(member(camera, "errors")), 1u);
     EXPECT_FALSE(fileExists(file("recording.json.part")));
     // The video stops at the limit, playable up to its last whole cluster.
     const std::vector<double> times = probeFrameTimes(file("camera0.mkv"));
     EXPECT_GE(times.size(), 10u);
-    const std::string table = readFile(file("camera0.csv"));
-    ASSERT_FALSE(table.empty());
-    EXPECT_EQ(table.back(), '\n');
+    ASSERT_NO_FATAL_FAILURE(expectWholeLines(file("camera0.csv")));
     const auto rows = readCsv(file("camera0.csv"));
     EXPECT_GE(rows.size(), times.size());
 }
@@ -156,10 +142,7 @@ TEST_F(DurabilityTest, CameraThatNeverDeliversEndsWithTheStartTimeoutNamingIt) {
                      m_scratch.path(), {{"ZELT_LOG_LEVEL", "fatal"}});
     // The cameras start just after the first manifest is written: the timeout counts from
     // there (loading the plug-in before it takes what it takes).
-    const auto deadline = std::chrono::steady_clock::now() + 30s;
-    while (!fileExists(file("recording.json")) && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(10ms);
-    }
+    waitForFile(file("recording.json"));
     const auto began = std::chrono::steady_clock::now();
     const RunResult result = tool.wait(30s);
     const double seconds =
@@ -170,12 +153,12 @@ TEST_F(DurabilityTest, CameraThatNeverDeliversEndsWithTheStartTimeoutNamingIt) {
                               "first frame within 2 s (the start timeout, --start-timeout)\n"),
               std::string::npos)
         << result.err;
-    const JsonDocument manifest(readFile(file("recording.json")));
-    ASSERT_TRUE(manifest.ok()) << manifest.error();
-    EXPECT_EQ(text(member(manifest.root(), "stop_reason")), "start-timeout");
-    EXPECT_EQ(integer(member(manifest.root(), "exit_code")), 10);
-    EXPECT_TRUE(boolean(member(manifest.root(), "complete")));
-    EXPECT_EQ(text(member(element(member(manifest.root(), "cameras"), 0), "failure")),
+    const JsonDocument document = manifest();
+    ASSERT_TRUE(document.ok()) << document.error();
+    EXPECT_EQ(text(member(document.root(), "stop_reason")), "start-timeout");
+    EXPECT_EQ(integer(member(document.root(), "exit_code")), 10);
+    EXPECT_TRUE(boolean(member(document.root(), "complete")));
+    EXPECT_EQ(text(member(element(member(document.root(), "cameras"), 0), "failure")),
               "no first frame within the start timeout");
     EXPECT_EQ(readFile(file("camera0.csv")), "index,host_ticks,seconds,bytes,frame_counter\n");
 }
@@ -186,11 +169,7 @@ TEST_F(DurabilityTest, CtrlCWhileACameraStartsStopsAtOnce) {
     ToolProcess tool(recordArguments(stuck, {"--duration", "3"}), m_scratch.path(),
                      {{"ZELT_LOG_LEVEL", "fatal"}});
     // The first manifest is written just before the start.
-    const auto deadline = std::chrono::steady_clock::now() + 30s;
-    while (!fileExists(file("recording.json")) && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(20ms);
-    }
-    ASSERT_TRUE(fileExists(file("recording.json")));
+    ASSERT_TRUE(waitForFile(file("recording.json")));
     std::this_thread::sleep_for(300ms);
     const auto signalled = std::chrono::steady_clock::now();
     tool.signal(SIGINT);
@@ -199,10 +178,10 @@ TEST_F(DurabilityTest, CtrlCWhileACameraStartsStopsAtOnce) {
         std::chrono::duration<double>(std::chrono::steady_clock::now() - signalled).count();
     EXPECT_EQ(result.exit_code, 130) << result.err;
     EXPECT_LT(seconds, 3.0);  // the start timeout is 10 s
-    const JsonDocument manifest(readFile(file("recording.json")));
-    ASSERT_TRUE(manifest.ok()) << manifest.error();
-    EXPECT_EQ(text(member(manifest.root(), "stop_reason")), "interrupted");
-    EXPECT_TRUE(boolean(member(manifest.root(), "complete")));
+    const JsonDocument document = manifest();
+    ASSERT_TRUE(document.ok()) << document.error();
+    EXPECT_EQ(text(member(document.root(), "stop_reason")), "interrupted");
+    EXPECT_TRUE(boolean(member(document.root(), "complete")));
 }
 
 }  // namespace

@@ -5,11 +5,7 @@
 namespace zelt_cli_test {
 namespace {
 
-class ErrorsTest : public ToolTest {
-protected:
-    std::string out() const { return m_scratch / "recording"; }
-    std::string file(const std::string& name) const { return out() + "/" + name; }
-};
+using ErrorsTest = RecordingToolTest;
 
 TEST_F(ErrorsTest, NoCameraExitsThreeAndSuggestsVirtual) {
     // No virtual cameras, and none of GStreamer's own device providers: nothing is attached.

@@ -8,53 +8,25 @@
 namespace zelt_cli_test {
 namespace {
 
-class InterruptTest : public ToolTest {
+class InterruptTest : public RecordingToolTest {
 protected:
-    std::string out() const { return m_scratch / "recording"; }
-    std::string file(const std::string& name) const { return out() + "/" + name; }
-
-    // Waits until the table holds `rows` rows, so the signal lands in the middle of delivery.
-    void waitForRows(std::size_t rows) const {
-        const auto deadline = std::chrono::steady_clock::now() + 20s;
-        while (std::chrono::steady_clock::now() < deadline) {
-            if (splitLines(readFile(file("camera0.csv"))).size() > rows) return;
-            std::this_thread::sleep_for(20ms);
-        }
-        FAIL() << "the recording did not get going";
-    }
-
     // Interrupts a 30 s recording with `number` once it runs and checks what it left.
-    void expectCleanStop(int number, int exit_code, const std::string& name) {
+    void expectCleanInterrupt(int number, int exit_code, const std::string& name) {
         ToolProcess tool({virtualCameras({smallCamera("Cam A", "/dev/zelt-a")}), "record", "--out",
                           out(), "--duration", "30"},
                          m_scratch.path());
         ASSERT_NO_FATAL_FAILURE(waitForRows(30));
-        tool.signal(number);
-        const RunResult result = tool.wait(20s);
-        EXPECT_EQ(result.signal, 0);
-        EXPECT_EQ(result.exit_code, exit_code) << result.err;
-        EXPECT_NE(result.err.find("zelt-camera: interrupted (" + name + "); recorded "),
-                  std::string::npos)
-            << result.err;
-
-        const JsonDocument manifest(readFile(file("recording.json")));
-        ASSERT_TRUE(manifest.ok()) << manifest.error();
-        JsonNode* root = manifest.root();
-        EXPECT_TRUE(boolean(member(root, "interrupted")));
-        EXPECT_TRUE(boolean(member(root, "complete")));
-        EXPECT_EQ(text(member(root, "signal")), name);
-        EXPECT_EQ(integer(member(root, "exit_code")), exit_code);
-        EXPECT_LT(json_node_get_double(member(root, "duration_seconds")), 20.0);
-        const gint64 frames = integer(member(root, "frames_written"));
-        EXPECT_GE(frames, 30);
-
-        const auto rows = readCsv(file("camera0.csv"));
-        EXPECT_EQ(static_cast<gint64>(rows.size()), frames);
-        EXPECT_EQ(integer(member(root, "frames_delivered")),
-                  frames + integer(member(root, "frames_dropped")));
-        expectUnbrokenTable(rows, 64 * 48 * 2 + 12, droppedFrames(root, 0));
-        expectVideoMatchesTable(file("camera0.mkv"), rows);
-        expectPng(file("camera0.png"), 64, 48);
+        expectCleanStop(tool, number, exit_code, name,
+                        [&](JsonNode* root, const std::vector<CsvRecord>& rows) {
+                            EXPECT_TRUE(boolean(member(root, "interrupted")));
+                            EXPECT_LT(json_node_get_double(member(root, "duration_seconds")), 20.0);
+                            const gint64 frames = integer(member(root, "frames_written"));
+                            EXPECT_GE(frames, 30);
+                            EXPECT_EQ(integer(member(root, "frames_delivered")),
+                                      frames + integer(member(root, "frames_dropped")));
+                            expectUnbrokenTable(rows, 64 * 48 * 2 + 12, droppedFrames(root, 0));
+                            expectPng(file("camera0.png"), 64, 48);
+                        });
     }
 
     // Records one second of two cameras with standard error on a terminal of `columns`
@@ -92,11 +64,11 @@ protected:
 };
 
 TEST_F(InterruptTest, SigintStopsCleanlyWithCompleteFilesAndExitCode130) {
-    expectCleanStop(SIGINT, 130, "SIGINT");
+    expectCleanInterrupt(SIGINT, 130, "SIGINT");
 }
 
 TEST_F(InterruptTest, SigtermStopsCleanlyWithCompleteFilesAndExitCode143) {
-    expectCleanStop(SIGTERM, 143, "SIGTERM");
+    expectCleanInterrupt(SIGTERM, 143, "SIGTERM");
 }
 
 TEST_F(InterruptTest, ManifestSaysRunningWhileTheRecordingGoesOn) {
@@ -104,11 +76,11 @@ TEST_F(InterruptTest, ManifestSaysRunningWhileTheRecordingGoesOn) {
                       out(), "--duration", "30"},
                      m_scratch.path());
     ASSERT_NO_FATAL_FAILURE(waitForRows(5));
-    const JsonDocument manifest(readFile(file("recording.json")));
-    ASSERT_TRUE(manifest.ok()) << manifest.error();
-    EXPECT_EQ(text(member(manifest.root(), "stop_reason")), "running");
-    EXPECT_FALSE(boolean(member(manifest.root(), "complete")));
-    EXPECT_TRUE(isNull(member(manifest.root(), "ended_at")));
+    const JsonDocument document = manifest();
+    ASSERT_TRUE(document.ok()) << document.error();
+    EXPECT_EQ(text(member(document.root(), "stop_reason")), "running");
+    EXPECT_FALSE(boolean(member(document.root(), "complete")));
+    EXPECT_TRUE(isNull(member(document.root(), "ended_at")));
     tool.signal(SIGINT);
     EXPECT_EQ(tool.wait(20s).exit_code, 130);
 }

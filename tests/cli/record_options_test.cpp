@@ -7,23 +7,7 @@
 namespace zelt_cli_test {
 namespace {
 
-class RecordOptionsTest : public ToolTest {
-protected:
-    std::string out() const { return m_scratch / "recording"; }
-    std::string file(const std::string& name) const { return out() + "/" + name; }
-
-    JsonDocument manifest() const { return JsonDocument(readFile(file("recording.json"))); }
-
-    // Waits until camera0's table holds more than `rows` rows.
-    void waitForRows(std::size_t rows) const {
-        const auto deadline = std::chrono::steady_clock::now() + 30s;
-        while (std::chrono::steady_clock::now() < deadline) {
-            if (splitLines(readFile(file("camera0.csv"))).size() > rows + 1) return;
-            std::this_thread::sleep_for(20ms);
-        }
-        FAIL() << "the recording did not get going";
-    }
-};
+using RecordOptionsTest = RecordingToolTest;
 
 TEST_F(RecordOptionsTest, FolderThatHoldsFilesIsRefusedAndLeftAlone) {
     mkdir(out().c_str(), 0755);

@@ -5,11 +5,7 @@
 namespace zelt_cli_test {
 namespace {
 
-class RecordTest : public ToolTest {
-protected:
-    std::string out() const { return m_scratch / "recording"; }
-    std::string file(const std::string& name) const { return out() + "/" + name; }
-};
+using RecordTest = RecordingToolTest;
 
 TEST_F(RecordTest, NinetyFramesGiveVideoTablePictureAndManifest) {
     const RunResult result = run({virtualCameras({smallCamera("Cam A", "/dev/zelt-a")}), "record",

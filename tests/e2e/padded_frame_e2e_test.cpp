@@ -25,15 +25,15 @@ protected:
 };
 
 TEST_F(PaddedFrameE2eTest, I420SixtySixByFortyEightArrivesWithEveryRowPacked) {
-    expectPackedRows({"I420", GST_VIDEO_FORMAT_I420, 66, 48, 0x30323449, 4752});
+    expectPackedRows(zelt_test::kI420SixtySixByFortyEight);
 }
 
 TEST_F(PaddedFrameE2eTest, RgbSixtyThreeByFortyEightArrivesWithEveryRowPacked) {
-    expectPackedRows({"RGB", GST_VIDEO_FORMAT_RGB, 63, 48, 0x00424752, 9072});
+    expectPackedRows(zelt_test::kRgbSixtyThreeByFortyEight);
 }
 
 TEST_F(PaddedFrameE2eTest, Nv12OfOddHeightArrivesPackedAndCutToTheImageSize) {
-    expectPackedRows({"NV12", GST_VIDEO_FORMAT_NV12, 64, 49, 0x3231564E, 4704});
+    expectPackedRows(zelt_test::kNv12OfOddHeight);
 }
 
 }  // namespace

@@ -26,6 +26,27 @@ protected:
             key, config_items::SingleValueConfigItem<bool>(value)));
         m_hooks.clear();
     }
+
+    /// Options for channels that never come up (the flag set on `host`), checked every 5 ms
+    /// until `ready_timeout`.
+    AcquisitionOptions neverReady(Host& host, std::chrono::milliseconds ready_timeout) {
+        setFlag(host, "Fake/NeverReady", true);
+        AcquisitionOptions options;
+        options.ready_timeout = ready_timeout;
+        options.poll_interval = 5ms;
+        return options;
+    }
+
+    /// What start(`ids`) throws; a failure when it does not throw.
+    static std::string startError(Acquisition& acquisition, const std::vector<std::uint32_t>& ids) {
+        try {
+            acquisition.start(ids);
+        } catch (const HostError& error) {
+            return error.what();
+        }
+        ADD_FAILURE() << "start succeeded";
+        return {};
+    }
 };
 
 TEST_F(AcquisitionTest, StartAndStopFollowTheHostCallSequence) {
@@ -124,14 +145,9 @@ TEST_F(AcquisitionTest, FailedPrepareThrowsWithThePostedErrors) {
     setFlag(*host, "Fake/FailPrepare", true);
 
     Acquisition acquisition(*host);
-    try {
-        acquisition.start({0});
-        FAIL() << "start succeeded";
-    } catch (const HostError& error) {
-        EXPECT_STREQ(error.what(),
-                     "the plug-in could not prepare the acquisition: "
-                     "Could not start camera Fake camera 0");
-    }
+    EXPECT_EQ(startError(acquisition, {0}),
+              "the plug-in could not prepare the acquisition: "
+              "Could not start camera Fake camera 0");
     EXPECT_FALSE(acquisition.isRunning());
     EXPECT_FALSE(acquisition.report().prepared);
     EXPECT_EQ(m_hooks.slots(), (std::vector<int>{19, 31, 18, 17, 21}));
@@ -189,14 +205,8 @@ TEST_F(AcquisitionTest, StepThatFailsIsLeftOutWhenNotRequired) {
 
     Acquisition acquisition(*host, options);
     // Every step failed: nothing is left to acquire.
-    try {
-        acquisition.start({0, 1});
-        FAIL() << "start succeeded";
-    } catch (const HostError& error) {
-        EXPECT_EQ(
-            std::string(error.what()).rfind("the plug-in could not prepare the acquisition", 0), 0u)
-            << error.what();
-    }
+    const std::string error = startError(acquisition, {0, 1});
+    EXPECT_EQ(error.rfind("the plug-in could not prepare the acquisition", 0), 0u) << error;
     EXPECT_EQ(acquisition.report().failed_steps, (std::vector<std::size_t>{0, 1}));
     // Each failed step's channel is marked unused again after its prepare.
     EXPECT_EQ(m_hooks.collapsedSlots(), (std::vector<int>{19, 31, 18, 17, 21, 17, 21, 17}));
@@ -205,38 +215,20 @@ TEST_F(AcquisitionTest, StepThatFailsIsLeftOutWhenNotRequired) {
 
 TEST_F(AcquisitionTest, CancelEndsTheWaitForTheChannels) {
     auto host = openHost();
-    setFlag(*host, "Fake/NeverReady", true);
-    AcquisitionOptions options;
-    options.ready_timeout = 60000ms;
-    options.poll_interval = 5ms;
+    AcquisitionOptions options = neverReady(*host, 60000ms);
     int polls = 0;
     options.cancelled = [&polls] { return ++polls >= 3; };
 
     Acquisition acquisition(*host, options);
-    try {
-        acquisition.start({0});
-        FAIL() << "start succeeded";
-    } catch (const HostError& error) {
-        EXPECT_STREQ(error.what(), "the start was cancelled");
-    }
+    EXPECT_EQ(startError(acquisition, {0}), "the start was cancelled");
     EXPECT_EQ(polls, 3);
     EXPECT_FALSE(acquisition.isRunning());
 }
 
 TEST_F(AcquisitionTest, ChannelsThatNeverComeUpTimeOut) {
     auto host = openHost();
-    setFlag(*host, "Fake/NeverReady", true);
-    AcquisitionOptions options;
-    options.ready_timeout = 30ms;
-    options.poll_interval = 5ms;
-
-    Acquisition acquisition(*host, options);
-    try {
-        acquisition.start({0});
-        FAIL() << "start succeeded";
-    } catch (const HostError& error) {
-        EXPECT_STREQ(error.what(), "the channels did not come up within 30 ms");
-    }
+    Acquisition acquisition(*host, neverReady(*host, 30ms));
+    EXPECT_EQ(startError(acquisition, {0}), "the channels did not come up within 30 ms");
     EXPECT_FALSE(acquisition.isRunning());
     EXPECT_FALSE(acquisition.report().ready);
     // At least one check, however busy the machine (a second one needs the poll to wake within
@@ -252,12 +244,7 @@ TEST_F(AcquisitionTest, ChannelsThatNeverComeUpTimeOut) {
 TEST_F(AcquisitionTest, UnknownChannelIsRefusedBeforeAnyAcquisitionCall) {
     auto host = openHost();
     Acquisition acquisition(*host);
-    try {
-        acquisition.start({0, 5});
-        FAIL() << "start succeeded";
-    } catch (const HostError& error) {
-        EXPECT_STREQ(error.what(), "the plug-in has no channel 5");
-    }
+    EXPECT_EQ(startError(acquisition, {0, 5}), "the plug-in has no channel 5");
     EXPECT_EQ(m_hooks.slots(), (std::vector<int>{19}));
 }
 
@@ -277,18 +264,8 @@ TEST_F(AcquisitionTest, OneRunningAcquisitionPerHost) {
     auto host = openHost();
     Acquisition first(*host, {0});
     Acquisition second(*host);
-    try {
-        second.start({1});
-        FAIL() << "start succeeded";
-    } catch (const HostError& error) {
-        EXPECT_STREQ(error.what(), "another acquisition of this host is running");
-    }
-    try {
-        first.start({1});
-        FAIL() << "start succeeded";
-    } catch (const HostError& error) {
-        EXPECT_STREQ(error.what(), "the acquisition is already running");
-    }
+    EXPECT_EQ(startError(second, {1}), "another acquisition of this host is running");
+    EXPECT_EQ(startError(first, {1}), "the acquisition is already running");
     first.stop();
     EXPECT_NO_THROW(second.start({1}));
 }

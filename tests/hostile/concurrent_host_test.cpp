@@ -35,41 +35,55 @@ protected:
     void cycleCamera() {
         plugin().setChannelUsed(0, true);
         ASSERT_TRUE(plugin().prepareAcquisition());
-        const auto deadline = std::chrono::steady_clock::now() + kDeadline;
-        while (!plugin().checkChannels()) {
-            ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "camera did not come up";
-            std::this_thread::sleep_for(1ms);
-        }
+        ASSERT_NO_FATAL_FAILURE(waitForChannels());
         plugin().resetChannelsUsed();
         plugin().stopAcquisition();
     }
+
+    /// Holds the streaming thread inside `camera`'s first notification of `key` until the
+    /// host thread of prepareWhileNotifying has done what it does meanwhile.
+    void pauseAtFirstNotification(const std::shared_ptr<channel_config::IfChannelConfig>& camera,
+                                  const std::string& key) {
+        camera->addOptionChangeListener(
+            [key, notifying = m_notifying, resumed = m_resumed,
+             once = std::make_shared<std::atomic<bool>>(false)](const std::string& changed,
+                                                                const config_items::ConfigItem&) {
+                if (changed != key || once->exchange(true)) return;
+                notifying->set();
+                resumed->wait();
+            });
+    }
+
+    /// Uses camera 0 and prepares; while the streaming thread is held in the paused
+    /// notification, a second host thread runs `meanwhile`. Whether the preparation succeeded.
+    bool prepareWhileNotifying(const std::function<void()>& meanwhile) {
+        std::thread other_host_thread([&] {
+            if (!m_notifying->wait()) return;
+            meanwhile();
+            m_resumed->set();
+        });
+        plugin().setChannelUsed(0, true);
+        bool prepared = false;
+        callWithin("prepareAcquisition", [&] { prepared = plugin().prepareAcquisition(); });
+        other_host_thread.join();
+        return prepared;
+    }
+
+    std::shared_ptr<Signal> m_notifying = std::make_shared<Signal>();
+    std::shared_ptr<Signal> m_resumed = std::make_shared<Signal>();
 };
 
 TEST_F(ConcurrentHostTest, FrameSettingChangedWhilePreparingTakesEffectAtTheNextPreparation) {
-    open({small_camera("Two-mode cam", "/dev/zelt-two-mode", {"64, 48", "80, 60"})});
+    open({two_mode_camera("Two-mode cam", "/dev/zelt-two-mode")});
     auto camera = channel(0);
     ASSERT_EQ(text(camera, "CAMERA/FrameSetting"), "80 x 60 @ 100 fps");
-    auto first_frame = std::make_shared<Signal>();
-    auto changed = std::make_shared<Signal>();
-    auto once = std::make_shared<std::atomic<bool>>(false);
     // At the first frame (the host's other thread is inside prepareAcquisition meanwhile),
     // a second host thread selects the other mode.
-    camera->addOptionChangeListener(
-        [first_frame, changed, once](const std::string& key, const config_items::ConfigItem&) {
-            if (key != "FrameWidth" || once->exchange(true)) return;
-            first_frame->set();
-            changed->wait();
-        });
-    std::thread configuring([&] {
-        if (!first_frame->wait()) return;
+    pauseAtFirstNotification(camera, "FrameWidth");
+    bool prepared = prepareWhileNotifying([&] {
         EXPECT_TRUE(
             camera->setConfigItem("CAMERA/FrameSetting", StringConfigItem("64 x 48 @ 100 fps")));
-        changed->set();
     });
-    plugin().setChannelUsed(0, true);
-    bool prepared = false;
-    callWithin("prepareAcquisition", [&] { prepared = plugin().prepareAcquisition(); });
-    configuring.join();
     ASSERT_TRUE(prepared);
     EXPECT_EQ(text(camera, "FrameWidth"), "80 pixel");
     EXPECT_EQ(text(camera, "CAMERA/FrameSetting"), "64 x 48 @ 100 fps");
@@ -85,15 +99,7 @@ TEST_F(ConcurrentHostTest, FrameSettingChangedWhilePreparingTakesEffectAtTheNext
 TEST_F(ConcurrentHostTest, ListenersAddedWhileTheChannelNotifiesAreSafe) {
     open({small_camera("Listened cam", "/dev/zelt-listened")});
     auto camera = channel(0);
-    auto notifying = std::make_shared<Signal>();
-    auto added = std::make_shared<Signal>();
-    auto once = std::make_shared<std::atomic<bool>>(false);
-    camera->addOptionChangeListener(
-        [notifying, added, once](const std::string& key, const config_items::ConfigItem&) {
-            if (key != "SampleRate" || once->exchange(true)) return;
-            notifying->set();
-            added->wait();
-        });
+    pauseAtFirstNotification(camera, "SampleRate");
     constexpr int kListeners = 5000;
     auto early_calls = std::make_shared<std::atomic<int>>(0);
     auto late_calls = std::make_shared<std::atomic<int>>(0);
@@ -102,20 +108,13 @@ TEST_F(ConcurrentHostTest, ListenersAddedWhileTheChannelNotifiesAreSafe) {
             [early_calls](const std::string&, const config_items::ConfigItem&) { ++*early_calls; });
     // While the streaming thread is inside the first notification, another host thread
     // registers as many listeners again.
-    std::thread adding([&] {
-        if (!notifying->wait()) return;
+    ASSERT_TRUE(prepareWhileNotifying([&] {
         for (int i = 0; i < kListeners; ++i)
             camera->addOptionChangeListener(
                 [late_calls](const std::string&, const config_items::ConfigItem&) {
                     ++*late_calls;
                 });
-        added->set();
-    });
-    plugin().setChannelUsed(0, true);
-    bool prepared = false;
-    callWithin("prepareAcquisition", [&] { prepared = plugin().prepareAcquisition(); });
-    adding.join();
-    ASSERT_TRUE(prepared);
+    }));
     // The first frame's five options reached every early listener; the four after the first
     // reached the late ones as well.
     EXPECT_GE(early_calls->load(), 5 * kListeners);
@@ -147,7 +146,7 @@ TEST_F(ConcurrentHostTest, ItemsReadWhileTheCameraStartsAndStops) {
 }
 
 TEST_F(ConcurrentHostTest, ConfigurationFromOneThreadWhileAnotherPrepares) {
-    open({small_camera("Configured cam", "/dev/zelt-configured", {"64, 48", "80, 60"})});
+    open({two_mode_camera("Configured cam", "/dev/zelt-configured")});
     auto camera = channel(0);
     std::atomic<bool> done{false};
     std::thread configuring([&] {

@@ -72,20 +72,13 @@ inline void callWithin(const std::string& what, const std::function<void()>& cal
 }
 
 using zelt_e2e::sequence_of;
+using zelt_e2e::small_camera;
 
-/// A small, fast camera: the given raw modes (one YUY2 64x48 mode by default) at 100 fps.
-inline CameraDescription small_camera(const std::string& name, const std::string& path,
-                                      std::vector<std::string> sizes = {"64, 48"}) {
-    CameraDescription camera;
-    camera.name = name;
-    camera.path = path;
-    std::vector<std::string> caps;
-    for (const auto& size : sizes) {
-        const auto comma = size.find(',');
-        caps.push_back("video/x-raw, format=YUY2, width=" + size.substr(0, comma) + ", height=" +
-                       size.substr(comma + 2) + ", framerate=100/1, pixel-aspect-ratio=1/1");
-    }
-    camera.caps = caps;
+/// A small camera offering YUY2 64x48 and then 80x60, both at 100 fps.
+inline CameraDescription two_mode_camera(const std::string& name, const std::string& path) {
+    CameraDescription camera = small_camera(name, path);
+    camera.caps->push_back(
+        "video/x-raw, format=YUY2, width=80, height=60, framerate=100/1, pixel-aspect-ratio=1/1");
     return camera;
 }
 
@@ -199,13 +192,18 @@ protected:
         bool prepared = false;
         callWithin("prepareAcquisition", [&] { prepared = m_plugin->prepareAcquisition(); });
         ASSERT_TRUE(prepared);
+        ASSERT_NO_FATAL_FAILURE(waitForChannels());
+        m_plugin->startAcquisition();
+        ASSERT_TRUE(m_plugin->canStopAcquisition());
+    }
+
+    /// Waits until checkChannels says every used camera is up.
+    void waitForChannels() {
         const auto deadline = std::chrono::steady_clock::now() + kDeadline;
         while (!m_plugin->checkChannels()) {
             ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "cameras did not come up";
             std::this_thread::sleep_for(2ms);
         }
-        m_plugin->startAcquisition();
-        ASSERT_TRUE(m_plugin->canStopAcquisition());
     }
 
     /// Delivery off, then the end of the acquisition.

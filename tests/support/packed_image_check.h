@@ -107,6 +107,17 @@ inline std::string padded_mode_caps(const PaddedMode& mode) {
            ", framerate=100/1, pixel-aspect-ratio=1/1";
 }
 
+/// I420 66x48: rows of 68 and 36 bytes in GStreamer's frame.
+inline constexpr PaddedMode kI420SixtySixByFortyEight{
+    "I420", GST_VIDEO_FORMAT_I420, 66, 48, 0x30323449, 4752};
+/// RGB 63x48: rows of 192 bytes in GStreamer's frame.
+inline constexpr PaddedMode kRgbSixtyThreeByFortyEight{"RGB", GST_VIDEO_FORMAT_RGB, 63,
+                                                       48,    0x00424752,           9072};
+/// NV12 64x49: the odd height gives the chroma plane a padding row before it and a half row
+/// more than the image holds.
+inline constexpr PaddedMode kNv12OfOddHeight{"NV12", GST_VIDEO_FORMAT_NV12, 64, 49, 0x3231564E,
+                                             4704};
+
 /// Checks one delivered sample (recorded with keep_bytes) of `mode`: size, header, and every
 /// row of its image against the camera's pattern for the frame number in its first bytes.
 inline void expect_packed_sample(const zelt::host::RecordedSample& sample, const PaddedMode& mode) {

@@ -58,6 +58,16 @@ gst_support::BufferPtr make_frame(std::size_t size, const std::vector<Plane>& pl
     return buffer;
 }
 
+// Gives `buffer` a video meta of one plane: `format` `width` x `height`, the plane at `offset`
+// with rows `stride` bytes apart.
+void add_meta(GstBuffer* buffer, GstVideoFormat format, guint width, guint height, gsize offset,
+              gint stride) {
+    gsize offsets[GST_VIDEO_MAX_PLANES] = {offset};
+    gint strides[GST_VIDEO_MAX_PLANES] = {stride};
+    gst_buffer_add_video_meta_full(buffer, GST_VIDEO_FRAME_FLAG_NONE, format, width, height, 1,
+                                   offsets, strides);
+}
+
 // The planes' pixel bytes packed, plane after plane: what the host must receive.
 std::vector<std::uint8_t> packed_bytes(const std::vector<Plane>& planes) {
     std::vector<std::uint8_t> bytes;
@@ -209,10 +219,7 @@ TEST_F(FrameCopyTest, VideoMetaStridesWinOverTheNegotiatedOnes) {
     // Negotiated GRAY8 64x4 is packed, but this buffer's meta says rows of 80 bytes from 16 on.
     const std::vector<Plane> planes{{16, 80, 64, 4}};
     const gst_support::BufferPtr buffer = make_frame(16 + 80 * 4, planes);
-    gsize offsets[GST_VIDEO_MAX_PLANES] = {16};
-    gint strides[GST_VIDEO_MAX_PLANES] = {80};
-    gst_buffer_add_video_meta_full(buffer.get(), GST_VIDEO_FRAME_FLAG_NONE, GST_VIDEO_FORMAT_GRAY8,
-                                   64, 4, 1, offsets, strides);
+    add_meta(buffer.get(), GST_VIDEO_FORMAT_GRAY8, 64, 4, 16, 80);
     const FrameLayout layout(video_info(GST_VIDEO_FORMAT_GRAY8, 64, 4));
     ASSERT_TRUE(layout.packed());
     const FrameRows frame(buffer.get(), layout);
@@ -225,10 +232,7 @@ TEST_F(FrameCopyTest, VideoMetaOfPackedRowsGoesOverWhole) {
     // Negotiated RGB 63x2 pads its rows; this buffer's meta says they are packed.
     const std::vector<Plane> planes{{0, 189, 189, 2}};
     const gst_support::BufferPtr buffer = make_frame(378, planes);
-    gsize offsets[GST_VIDEO_MAX_PLANES] = {0};
-    gint strides[GST_VIDEO_MAX_PLANES] = {189};
-    gst_buffer_add_video_meta_full(buffer.get(), GST_VIDEO_FRAME_FLAG_NONE, GST_VIDEO_FORMAT_RGB,
-                                   63, 2, 1, offsets, strides);
+    add_meta(buffer.get(), GST_VIDEO_FORMAT_RGB, 63, 2, 0, 189);
     const FrameLayout layout(video_info(GST_VIDEO_FORMAT_RGB, 63, 2));
     ASSERT_FALSE(layout.packed());
     const FrameRows frame(buffer.get(), layout);
@@ -240,10 +244,7 @@ TEST_F(FrameCopyTest, VideoMetaOfPackedRowsGoesOverWhole) {
 TEST_F(FrameCopyTest, VideoMetaOfAnotherGeometryIsIgnored) {
     const std::vector<Plane> planes{{0, 192, 189, 48}};
     const gst_support::BufferPtr buffer = make_frame(9216, planes);
-    gsize offsets[GST_VIDEO_MAX_PLANES] = {0};
-    gint strides[GST_VIDEO_MAX_PLANES] = {96};
-    gst_buffer_add_video_meta_full(buffer.get(), GST_VIDEO_FRAME_FLAG_NONE, GST_VIDEO_FORMAT_RGB,
-                                   32, 96, 1, offsets, strides);
+    add_meta(buffer.get(), GST_VIDEO_FORMAT_RGB, 32, 96, 0, 96);
     const FrameLayout layout(video_info(GST_VIDEO_FORMAT_RGB, 63, 48));
     EXPECT_EQ(copy(FrameRows(buffer.get(), layout), 9072), packed_bytes(planes));
 }

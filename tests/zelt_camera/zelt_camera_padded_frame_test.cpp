@@ -32,20 +32,20 @@ protected:
 
 TEST_F(PaddedFrameChannelTest, I420SixtySixByFortyEightArrivesWithEveryRowPacked) {
     // GStreamer's frame is 4,992 bytes (68- and 36-byte strides); the image is 4,752.
-    expectPackedRows({"I420", GST_VIDEO_FORMAT_I420, 66, 48, 0x30323449, 4752});
+    expectPackedRows(zelt_test::kI420SixtySixByFortyEight);
     EXPECT_FALSE(sizeMismatchReported()) << "packed rows fill the image exactly";
 }
 
 TEST_F(PaddedFrameChannelTest, RgbSixtyThreeByFortyEightArrivesWithEveryRowPacked) {
     // 9,216 bytes in GStreamer (192-byte rows); the image is 63 x 3 x 48 = 9,072.
-    expectPackedRows({"RGB", GST_VIDEO_FORMAT_RGB, 63, 48, 0x00424752, 9072});
+    expectPackedRows(zelt_test::kRgbSixtyThreeByFortyEight);
     EXPECT_FALSE(sizeMismatchReported()) << "packed rows fill the image exactly";
 }
 
 TEST_F(PaddedFrameChannelTest, Nv12OfOddHeightArrivesPackedAndCutToTheImageSize) {
     // The chroma plane starts after a padding row; 25 chroma rows of 64 bytes make the packed
     // frame 4,736 bytes, 32 more than the image holds (12 x 64 x 49 / 8 = 4,704).
-    expectPackedRows({"NV12", GST_VIDEO_FORMAT_NV12, 64, 49, 0x3231564E, 4704});
+    expectPackedRows(zelt_test::kNv12OfOddHeight);
     EXPECT_TRUE(sizeMismatchReported());
 }
 

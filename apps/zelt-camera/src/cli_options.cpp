@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "cli_error.h"
+#include "video_writer.h"
 
 namespace zelt::cli {
 namespace {
@@ -159,7 +160,7 @@ private:
             }
             if (name == "--codec") {
                 record.codec = value();
-                if (record.codec != "raw" && record.codec != "ffv1" && record.codec != "h264") {
+                if (!videoCodecFromName(record.codec)) {
                     throw usageError("--codec takes raw, ffv1 or h264, not '" + record.codec + "'");
                 }
                 return;

@@ -52,9 +52,7 @@ std::string plural(std::uint64_t count, const char* word) {
     return std::to_string(count) + " " + word + (count == 1 ? "" : "s");
 }
 
-std::string cameraLabel(const CameraPlan& plan) {
-    return "camera " + std::to_string(plan.id) + " ('" + plan.name + "')";
-}
+std::string cameraLabel(const CameraPlan& plan) { return zelt::cli::cameraLabel(plan.id, plan.name); }
 
 // Owns the recorders and the sinks given to the channels, and takes the sinks back.
 class Recording {
@@ -225,9 +223,7 @@ public:
                 seen = events;
             }
         }
-        const auto posts = m_session.host().exceptions().posts();
-        for (std::size_t i = m_seen; i < posts.size(); ++i) {
-            const auto& post = posts[i];
+        for (const auto& post : m_session.newPosts()) {
             const CameraPlan* camera = nullptr;
             for (const CameraPlan* plan : plans) {
                 if (!post.argument.empty() &&
@@ -246,7 +242,6 @@ public:
             m_display.message("zelt-camera: plug-in error: " + prefix + "[" + post.source_tag +
                               "] " + post.text);
         }
-        m_seen = posts.size();
     }
 
     /// The first error posted about camera `id`, or "".
@@ -258,7 +253,6 @@ public:
 private:
     PluginSession& m_session;
     ProgressDisplay& m_display;
-    std::size_t m_seen = 0;
     std::map<std::uint32_t, std::uint64_t> m_events;
     std::map<std::uint32_t, std::string> m_first_error;
 };
@@ -369,6 +363,18 @@ StopReason signalReason(int signal) {
     }
 }
 
+// The exit code of a stop that a signal asked for.
+ExitCode signalExitCode(StopReason reason) {
+    switch (reason) {
+        case StopReason::kTerminated:
+            return ExitCode::kTerminated;
+        case StopReason::kHangup:
+            return ExitCode::kHangup;
+        default:
+            return ExitCode::kInterrupted;
+    }
+}
+
 // The no-frame watchdog's time: kStallTimeout plus the longest frame interval a camera's
 // rate and subsampling ask for.
 std::chrono::milliseconds stallTimeout(const Recording& recording) {
@@ -473,15 +479,12 @@ Outcome judge(const RecordingManifest& manifest, const std::string& start_failur
         case StopReason::kTerminated:
         case StopReason::kHangup:
             if (outcome.code == ExitCode::kOk || outcome.code == ExitCode::kPluginError) {
+                // An open-ended recording is meant to be ended by Ctrl-C or SIGTERM.
                 const bool open_ended =
                     !manifest.requested_frames && !manifest.requested_duration_seconds;
-                if (manifest.stop_reason == StopReason::kInterrupted) {
-                    return {open_ended ? ExitCode::kOk : ExitCode::kInterrupted, ""};
-                }
-                if (manifest.stop_reason == StopReason::kTerminated) {
-                    return {open_ended ? ExitCode::kOk : ExitCode::kTerminated, ""};
-                }
-                return {ExitCode::kHangup, ""};
+                const bool ended_as_meant =
+                    open_ended && manifest.stop_reason != StopReason::kHangup;
+                return {ended_as_meant ? ExitCode::kOk : signalExitCode(manifest.stop_reason), ""};
             }
             break;
         default:
@@ -507,7 +510,6 @@ struct StartState {
     std::mutex mutex;           ///< guards the members below
     std::vector<std::size_t> posts_before_step;
     std::string failure;               ///< the start threw
-    bool timed_out = false;            ///< the channels did not come up in time
     std::vector<std::string> notices;  ///< negotiated-rate notices to print
 };
 
@@ -577,13 +579,13 @@ void readNegotiated(zelt::host::Host& host, const Recording& recording,
 ExitCode runRecord(const CommandLine& command_line) {
     const RecordOptions& options = command_line.record;
     OutputFolder out(options.out, options.overwrite);
-    const auto codec = videoCodecFromName(options.codec);
+    const VideoCodec codec = *videoCodecFromName(options.codec);  // checked when parsed
     PluginSession session(command_line.global);
     ProgressDisplay display(std::cerr, isatty(STDERR_FILENO) != 0);
     ErrorPrinter errors(session, display);
     errors.print(nullptr);
     std::vector<CameraPlan> plans = planCameras(session, options);
-    for (CameraPlan& plan : plans) plan.codec = codec.value_or(VideoCodec::kRaw);
+    for (CameraPlan& plan : plans) plan.codec = codec;
     zelt::host::Host& host = session.host();
 
     out.create();
@@ -605,8 +607,9 @@ ExitCode runRecord(const CommandLine& command_line) {
     zelt::host::AcquisitionOptions start_options;
     start_options.require_prepared = options.fail_fast;
     start_options.prepare_steps = recording.prepareSteps();
-    start_options.ready_timeout =
+    const auto start_timeout =
         std::chrono::milliseconds(static_cast<long long>(options.start_timeout_seconds * 1000.0));
+    start_options.ready_timeout = start_timeout;
     start_options.on_prepare_step = [state, &host](std::size_t step) {
         std::lock_guard<std::mutex> lock(state->mutex);
         state->posts_before_step.push_back(host.exceptions().postCount());
@@ -627,12 +630,9 @@ ExitCode runRecord(const CommandLine& command_line) {
         } catch (const zelt::host::HostError& error) {
             std::lock_guard<std::mutex> lock(state->mutex);
             state->failure = error.what();
-            state->timed_out = state->failure.find("did not come up") != std::string::npos;
         }
         state->done.store(true);
     });
-    const auto start_timeout =
-        std::chrono::milliseconds(static_cast<long long>(options.start_timeout_seconds * 1000.0));
     // Each camera's start has the start timeout of its own.
     int shown_step = -2;
     int timed_step = -2;
@@ -644,17 +644,17 @@ ExitCode runRecord(const CommandLine& command_line) {
             timed_step = step;
             step_began = Clock::now();
         }
-        const std::string camera =
-            step >= 0 ? cameraLabel(recording.recorders()[static_cast<std::size_t>(step)]->plan())
-                      : std::string("the cameras");
+        const auto camera = [&] {
+            return step >= 0
+                       ? cameraLabel(recording.recorders()[static_cast<std::size_t>(step)]->plan())
+                       : std::string("the cameras");
+        };
         if (signals.received() != 0) {
             // Ctrl-C while a camera starts: stop at once, whatever the plug-in does.
             starter.detach();
-            abandon(recording, manifest, signalReason(signals.received()),
-                    signals.received() == SIGINT   ? ExitCode::kInterrupted
-                    : signals.received() == SIGHUP ? ExitCode::kHangup
-                                                   : ExitCode::kTerminated,
-                    "", display, manifest_writer, signals.received());
+            const StopReason reason = signalReason(signals.received());
+            abandon(recording, manifest, reason, signalExitCode(reason), "", display,
+                    manifest_writer, signals.received());
         }
         // The wait for the channels after the last start has its own limit (the same time);
         // a start that blocks beyond the timeout plus a little is given up here.
@@ -663,7 +663,7 @@ ExitCode runRecord(const CommandLine& command_line) {
             starter.detach();
             char seconds[32];
             std::snprintf(seconds, sizeof seconds, "%g", options.start_timeout_seconds);
-            const std::string message = camera + " did not deliver its first frame within " +
+            const std::string message = camera() + " did not deliver its first frame within " +
                                         seconds + " s (the start timeout, --start-timeout)";
             if (step >= 0) {
                 recording.recorders()[static_cast<std::size_t>(step)]->cameraFailed(
@@ -674,19 +674,18 @@ ExitCode runRecord(const CommandLine& command_line) {
         }
         if (step != shown_step && Clock::now() - step_began > kWaitingNotice) {
             shown_step = step;
-            display.status("waiting for " + camera + " ...");
+            display.status("waiting for " + camera() + " ...");
         }
     }
     starter.join();
     display.clear();
 
     std::string start_failure;
-    bool start_timed_out = false;
+    const bool start_timed_out = acquisition.report().timed_out;
     std::vector<std::string> notices;
     {
         std::lock_guard<std::mutex> lock(state->mutex);
         start_failure = state->failure;
-        start_timed_out = state->timed_out;
         notices = state->notices;
         for (const std::size_t step : acquisition.report().failed_steps) {
             const std::size_t from = state->posts_before_step[step];

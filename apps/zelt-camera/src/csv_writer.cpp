@@ -20,12 +20,20 @@ std::runtime_error writeError(const std::string& path, int error) {
 
 }  // namespace
 
-std::string csvRowText(const CsvRow& row) {
+void appendCsvRow(std::string& out, const CsvRow& row) {
     char buffer[160];
     int length = std::snprintf(buffer, sizeof buffer, "%" PRIu64 ",%" PRIu64 ",%.9f,%" PRIu32 ",",
                                row.index, row.host_ticks, row.seconds, row.bytes);
-    std::string text(buffer, static_cast<std::size_t>(length));
-    if (row.frame_counter) text += std::to_string(*row.frame_counter);
+    if (row.frame_counter) {
+        length += std::snprintf(buffer + length, sizeof buffer - static_cast<std::size_t>(length),
+                                "%" PRIu32, *row.frame_counter);
+    }
+    out.append(buffer, static_cast<std::size_t>(length));
+}
+
+std::string csvRowText(const CsvRow& row) {
+    std::string text;
+    appendCsvRow(text, row);
     return text;
 }
 
@@ -73,7 +81,7 @@ void CsvWriter::writePending() {
 
 void CsvWriter::write(const CsvRow& row) {
     if (m_fd < 0 || m_failed) throw std::runtime_error("'" + m_path + "' is already closed");
-    m_pending += csvRowText(row);
+    appendCsvRow(m_pending, row);
     m_pending += '\n';
     if (m_pending.size() >= kMaxPendingBytes ||
         std::chrono::steady_clock::now() - m_last_flush >= m_flush_interval) {

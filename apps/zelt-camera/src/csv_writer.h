@@ -26,6 +26,8 @@ struct CsvRow {
 /// The text of `row` without the line break ("0,123456,0.000000000,6156,0"). Seconds have nine
 /// decimals: nanoseconds, finer than any host tick of interest.
 std::string csvRowText(const CsvRow& row);
+/// Appends csvRowText(row) to `out`, without a string of its own (one row per frame).
+void appendCsvRow(std::string& out, const CsvRow& row);
 
 /// Writes the table to a file as it grows: rows collect in memory and reach the file in whole
 /// lines, at least every `flush_interval` (and whenever 64 KiB are waiting), so that a process

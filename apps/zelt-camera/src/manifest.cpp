@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "json_writer.h"
+#include "zelt_host/steady_time_source.h"
 #include "pixel_formats.h"
 
 namespace zelt::cli {
@@ -161,19 +162,10 @@ std::string isoTimeOfTicks(const zelt::DateTime& start, double frequency, std::u
     const auto whole = static_cast<std::int64_t>(since_tick0);
     std::int64_t nanoseconds =
         start.nanosecond + static_cast<std::int64_t>((since_tick0 - whole) * 1e9L + 0.5L);
-    std::time_t seconds = timegm(&utc) + whole + nanoseconds / 1'000'000'000;
-    nanoseconds %= 1'000'000'000;
-    std::tm result{};
-    gmtime_r(&seconds, &result);
-    zelt::DateTime time;
-    time.year = result.tm_year + 1900;
-    time.month = result.tm_mon + 1;
-    time.day = result.tm_mday;
-    time.hour = result.tm_hour;
-    time.minute = result.tm_min;
-    time.second = result.tm_sec;
-    time.nanosecond = nanoseconds;
-    return isoTime(time);
+    timespec wall{};
+    wall.tv_sec = timegm(&utc) + whole + nanoseconds / 1'000'000'000;
+    wall.tv_nsec = nanoseconds % 1'000'000'000;
+    return isoTime(zelt::host::toUtcDateTime(wall));
 }
 
 std::string manifestJson(const RecordingManifest& manifest) {

@@ -156,13 +156,18 @@ PluginSession::PluginSession(const GlobalOptions& options) {
 
 PluginSession::~PluginSession() = default;
 
+std::vector<zelt::host::ExceptionRecord> PluginSession::newPosts() {
+    const auto& exceptions = m_host->exceptions();
+    if (exceptions.postCount() == m_errors_seen) return {};
+    auto posts = exceptions.posts();
+    posts.erase(posts.begin(), posts.begin() + static_cast<std::ptrdiff_t>(m_errors_seen));
+    m_errors_seen += posts.size();
+    return posts;
+}
+
 std::vector<std::string> PluginSession::newErrors() {
-    const auto posts = m_host->exceptions().posts();
     std::vector<std::string> texts;
-    for (std::size_t i = m_errors_seen; i < posts.size(); ++i) {
-        texts.push_back("[" + posts[i].source_tag + "] " + posts[i].text);
-    }
-    m_errors_seen = posts.size();
+    for (const auto& post : newPosts()) texts.push_back("[" + post.source_tag + "] " + post.text);
     return texts;
 }
 

@@ -37,8 +37,9 @@ public:
     bool usesVirtualCameras() const noexcept { return !m_virtual_cameras.empty(); }
     const std::string& virtualCameras() const noexcept { return m_virtual_cameras; }
 
-    /// Texts ("[ZELT_CAMERA] Could not start camera X") of the errors the plug-in posted
-    /// since the last call.
+    /// The errors the plug-in posted since the last call of this or newErrors().
+    std::vector<zelt::host::ExceptionRecord> newPosts();
+    /// Texts ("[ZELT_CAMERA] Could not start camera X") of newPosts().
     std::vector<std::string> newErrors();
 
 private:

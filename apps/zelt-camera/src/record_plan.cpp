@@ -18,7 +18,7 @@ std::string offeredList(const CameraEntry& camera) {
 }
 
 std::string cameraLabel(const CameraEntry& camera) {
-    return "camera " + std::to_string(camera.id) + " ('" + camera.name + "')";
+    return zelt::cli::cameraLabel(camera.id, camera.name);
 }
 
 // Applies --setting, or checks that the camera has a setting selected; returns the setting.
@@ -127,6 +127,10 @@ std::vector<CameraPlan> planCameras(PluginSession& session, const RecordOptions&
         plans.push_back(std::move(plan));
     }
     return plans;
+}
+
+std::string cameraLabel(std::uint32_t id, const std::string& name) {
+    return "camera " + std::to_string(id) + " ('" + name + "')";
 }
 
 }  // namespace zelt::cli

@@ -1,6 +1,8 @@
 // Choosing and configuring the cameras of a recording.
 #pragma once
 
+#include <cstdint>
+#include <string>
 #include <vector>
 
 #include "camera_recorder.h"
@@ -16,5 +18,8 @@ namespace zelt::cli {
 /// offered settings), kUsage for a text that is no frame setting, kFailure when a camera
 /// refuses a value.
 std::vector<CameraPlan> planCameras(PluginSession& session, const RecordOptions& options);
+
+/// How messages name a camera: "camera ID ('NAME')".
+std::string cameraLabel(std::uint32_t id, const std::string& name);
 
 }  // namespace zelt::cli

@@ -44,6 +44,7 @@ struct AcquisitionOptions {
 struct AcquisitionReport {
     bool prepared = false;         // prepareAcquisition [21] answered true
     bool ready = false;            // checkChannels [23] answered true before the timeout
+    bool timed_out = false;        // the timeout passed without checkChannels answering true
     std::size_t ready_checks = 0;  // checkChannels calls made
     std::chrono::milliseconds ready_after{0};  // from prepareAcquisition to ready
     bool delivering = false;                   // canStopAcquisition [27] answered true

@@ -2,10 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 
 #include "zelt/time_base.h"
 
 namespace zelt::host {
+
+/// The calendar time (UTC) of `wall`, a time since the epoch.
+zelt::DateTime toUtcDateTime(const timespec& wall);
 
 /// A host time base on the system's monotonic clock (CLOCK_MONOTONIC), at tick 0 when it is
 /// constructed, counting `frequency` ticks per second.

@@ -398,15 +398,12 @@ void CameraChannel::notifyListeners(const std::string& key, const ConfigItem& it
 }
 
 void CameraChannel::publishOption(const std::string& key, const ConfigItem& item) {
-    {
-        std::lock_guard<std::mutex> lock(m_config_mutex);
-        SimpleChannelConfig::setConfigItem(key, item);
-    }
+    setConfigItem(key, item);
     notifyListeners(key, item);
 }
 
 void CameraChannel::noteFailedHandOver(const char* what) {
-    if (m_failed_hand_overs.fetch_add(1) == 0) {
+    if (!m_hand_over_failed.exchange(true)) {
         UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR)
             << kHandOverFailed << m_name << "': " << what;
     }

@@ -138,8 +138,6 @@ public:
         DeliveryLock lock(*this);
         return m_image_buffer.size();
     }
-    /// Frames lost because a host callback threw during their hand-over.
-    std::uint64_t failedHandOvers() const noexcept { return m_failed_hand_overs.load(); }
 
     // GStreamer callbacks
     static GstFlowReturn onNewPreroll(GstAppSink* sink, gpointer channel);
@@ -185,7 +183,7 @@ private:
     void publishOption(const std::string& key, const config_items::ConfigItem& item);
     /// Calls every listener registered so far; one that throws is logged and skipped.
     void notifyListeners(const std::string& key, const config_items::ConfigItem& item);
-    /// Counts a frame lost to a throwing host callback; logs the first one.
+    /// Notes a frame lost to a throwing host callback; logs the first one only.
     void noteFailedHandOver(const char* what);
     /// The pipeline's running time in nanoseconds; 0 without clock or pipeline.
     std::int64_t runningTime() const;
@@ -251,7 +249,7 @@ private:
     // The thread that holds m_mutex for a frame's hand-over, while it does.
     std::atomic<std::thread::id> m_delivering_thread{};
     std::shared_ptr<zelt::IfSampleSink> m_sample_sink;  // under m_mutex
-    std::atomic<std::uint64_t> m_failed_hand_overs{0};
+    std::atomic<bool> m_hand_over_failed{false};
     std::shared_ptr<zelt::plugin_util::EventCounterChannel> m_counter_channel;
     std::uint64_t m_frame_counter = 0;
     PageBuffer m_image_buffer;

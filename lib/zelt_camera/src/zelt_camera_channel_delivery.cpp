@@ -36,9 +36,11 @@ void write_le32(std::uint8_t* out, std::uint32_t value) {
 }  // namespace
 
 // Nothing may leave through GStreamer's frames: an exception of a host callback that was not
-// caught nearer to it ends the callback here.
+// caught nearer to it ends the callback here. A preroll that throws (a host listener, a format
+// without a FourCC) ends the stream with an error.
 GstFlowReturn CameraChannel::onNewPreroll(GstAppSink* sink, gpointer channel) {
     auto* camera = static_cast<CameraChannel*>(channel);
+    const uni::log::ScopedCamera scope(camera->m_name, camera->m_path);
     try {
         return camera->handlePreroll(sink);
     } catch (const std::exception& error) {
@@ -88,16 +90,8 @@ GstFlowReturn CameraChannel::handlePreroll(GstAppSink* sink) {
     publishOption(keys::kPixelAspectRatio, ScalarConfigItem(m_pixel_aspect_ratio, ""));
     publishOption(keys::kFrameFormat, StringConfigItem(m_format));
 
-    std::uint32_t fourcc = 0;
-    const PixelFormatInfo* format_info = nullptr;
-    const uni::log::ScopedCamera camera(m_name, m_path);
-    try {
-        fourcc = fourcc_from_string(m_format);
-        format_info = &pixel_format_info(fourcc);
-    } catch (const std::exception& error) {
-        UNI_LOG(unilogger_zelt_plugin_camera, ULS_ERROR) << kPrerollFailed << error.what();
-        return GST_FLOW_ERROR;
-    }
+    const std::uint32_t fourcc = fourcc_from_string(m_format);  // throws for an unknown format
+    const PixelFormatInfo& format_info = pixel_format_info(fourcc);
 
     UNI_LOG(unilogger_zelt_plugin_camera, ULS_INFO)
         << "Preroll image received with size " << m_width << " x " << m_height << " and format "
@@ -105,7 +99,7 @@ GstFlowReturn CameraChannel::handlePreroll(GstAppSink* sink) {
 
     // Whole bytes only: a trailing partial byte is dropped.
     const std::int32_t payload =
-        image_payload_bytes(*format_info, static_cast<int>(m_width), static_cast<int>(m_height));
+        image_payload_bytes(format_info, static_cast<int>(m_width), static_cast<int>(m_height));
     const std::size_t buffer_size = static_cast<std::size_t>(payload) + kHeaderSize;
 
     // The buffer is sized and the camera marked running under the delivery lock: a stop on the

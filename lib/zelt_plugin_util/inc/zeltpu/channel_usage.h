@@ -17,8 +17,9 @@ namespace zelt::plugin_util {
 /// written on another: a writer takes its own reference (sharedSampleSink()) and calls the
 /// sink outside that lock, so the sink it calls stays alive until the call returns, even when
 /// the host replaces or drops it meanwhile, and a sink may set the channel's sink from inside
-/// its own call. A channel that serialises the swap with the hand-over itself (the camera
-/// channel holds its mutex for both) may use the plain pointer of sampleSink() instead.
+/// its own call. sampleSink() reads the plain pointer, for a caller that keeps the sink from
+/// being replaced meanwhile. (The camera channel keeps its sink itself, under the mutex it
+/// holds for a frame's hand-over.)
 class ChannelUsage {
 public:
     ChannelUsage() = default;
