@@ -63,26 +63,34 @@ int runChild(const std::vector<std::string>& arguments, const std::string& log) 
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// The Ir total of the callgrind dump written when the frame window closed ("desc: Trigger:
-// Client Request: frame-window"); -1 when no such dump was found.
+// The instructions of the frame window: callgrind runs with one profile per thread, and each
+// thread that ran while the window was open has a dump of its own written when it closed
+// ("desc: Trigger: Client Request: frame-window"). The sum of their "summary:" lines (a
+// thread's costs since the window zeroed them) counts every instruction of every thread once;
+// -1 when no such dump was found. The "totals:" line is no measure here: it adds the costs of
+// the calls still open when the counts were zeroed, so it moves with where each thread stood.
 double windowInstructions(const std::string& folder, const std::string& prefix) {
+    double instructions = 0;
+    bool found = false;
     for (const std::string& name : filesStartingWith(folder, prefix)) {
         std::ifstream dump(folder + "/" + name);
         bool window = false;
         for (std::string line; std::getline(dump, line);) {
             if (line.rfind("desc: Trigger:", 0) == 0) {
                 window = line.find("frame-window") != std::string::npos;
-            } else if (window && line.rfind("totals:", 0) == 0) {
-                // The sum of the costs dumped ("summary:" can count more than was dumped).
+            } else if (window && line.rfind("summary:", 0) == 0) {
                 std::istringstream figures(line.substr(line.find(':') + 1));
-                double instructions = -1;
-                figures >> instructions;
-                if (instructions >= 0) return instructions;
+                double thread_instructions = -1;
+                figures >> thread_instructions;
+                if (thread_instructions >= 0) {
+                    instructions += thread_instructions;
+                    found = true;
+                }
                 break;
             }
         }
     }
-    return -1;
+    return found ? instructions : -1;
 }
 
 }  // namespace
@@ -98,7 +106,8 @@ double instructionsPerFrame(const std::string& variant, const VideoMode& mode,
         std::remove((folder + "/" + name).c_str());
     const std::string frames_flag = "--frames-" + mode_flag + "=" + std::to_string(frames);
     const std::vector<std::string> arguments{
-        "valgrind",          "--tool=callgrind",   "--callgrind-out-file=" + folder + "/" + prefix,
+        "valgrind",          "--tool=callgrind",   "--separate-threads=yes",
+        "--callgrind-out-file=" + folder + "/" + prefix,
         countedExecutable(), "--only=" + variant,  "--modes=" + mode_flag,
         "--reps=1",          frames_flag,          "--warmup=" + std::to_string(warmup),
         "--instructions=0",  "--out-dir=" + folder};
