@@ -2,8 +2,8 @@
 // entry names one function of GLib's or GStreamer's own code with its reason, a race of our own
 // against a GStreamer streaming thread is reported, and so is a device reference of our own
 // that is never released.
-#include <gtest/gtest.h>
 #include <glib.h>
+#include <gtest/gtest.h>
 
 #include <fstream>
 #include <regex>
@@ -40,15 +40,17 @@ void expectOneGlibOrGStreamerFunctionPerEntry(const std::string& path, const std
             continue;
         }
         ++entries;
-        EXPECT_TRUE(std::regex_match(line, entry)) << "not one GLib or GStreamer function: " << line;
+        EXPECT_TRUE(std::regex_match(line, entry))
+            << "not one GLib or GStreamer function: " << line;
         EXPECT_TRUE(commented) << "no reason given for: " << line;
     }
     EXPECT_GT(entries, 0);
 }
 
-// Runs `program` with the suite's environment (so with its sanitizer options and
-// suppressions); its standard error, and whether it exited 0 in `succeeded`.
-[[maybe_unused]] std::string errorsOf(const char* program, bool& succeeded) {
+// Runs the canary `program` with the suite's environment (so with its sanitizer options and
+// suppressions) and expects the sanitizer's `report` line, the canary's own function
+// `culprit` in its stack, and a failed exit.
+[[maybe_unused]] void expectReported(const char* program, const char* report, const char* culprit) {
     gchar* out = nullptr;
     gchar* err = nullptr;
     gint status = 0;
@@ -61,8 +63,10 @@ void expectOneGlibOrGStreamerFunctionPerEntry(const std::string& path, const std
     const std::string errors(err != nullptr ? err : "");
     g_free(out);
     g_free(err);
-    succeeded = spawned && g_spawn_check_wait_status(status, nullptr);
-    return errors;
+    EXPECT_NE(errors.find(report), std::string::npos) << errors;
+    EXPECT_NE(errors.find(culprit), std::string::npos) << errors;
+    EXPECT_FALSE(spawned && g_spawn_check_wait_status(status, nullptr))
+        << program << " exited 0: what it does went unreported";
 }
 
 TEST(SuppressionsTest, EveryThreadSanitizerEntryNamesOneGlibOrGStreamerFunctionWithItsReason) {
@@ -77,12 +81,8 @@ TEST(SuppressionsTest, OurForgottenDeviceReferenceIsReported) {
 #ifndef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "needs the AddressSanitizer build";
 #else
-    bool succeeded = true;
-    const std::string errors = errorsOf(ZELT_LEAK_CANARY, succeeded);
-    EXPECT_NE(errors.find("ERROR: LeakSanitizer: detected memory leaks"), std::string::npos)
-        << errors;
-    EXPECT_NE(errors.find("make_forgotten_device"), std::string::npos) << errors;
-    EXPECT_FALSE(succeeded) << "the canary's lost device went unreported";
+    expectReported(ZELT_LEAK_CANARY, "ERROR: LeakSanitizer: detected memory leaks",
+                   "make_forgotten_device");
 #endif
 }
 
@@ -90,11 +90,7 @@ TEST(SuppressionsTest, OurRaceAgainstAStreamingThreadIsReported) {
 #ifndef ZELT_TEST_UNDER_TSAN
     GTEST_SKIP() << "needs the ThreadSanitizer build";
 #else
-    bool succeeded = true;
-    const std::string errors = errorsOf(ZELT_RACE_CANARY, succeeded);
-    EXPECT_NE(errors.find("WARNING: ThreadSanitizer: data race"), std::string::npos) << errors;
-    EXPECT_NE(errors.find("on_sample"), std::string::npos) << errors;
-    EXPECT_FALSE(succeeded) << "the canary's race went unreported";
+    expectReported(ZELT_RACE_CANARY, "WARNING: ThreadSanitizer: data race", "on_sample");
 #endif
 }
 

@@ -24,31 +24,24 @@
 #include <dlfcn.h>
 #include <gst/gst.h>
 
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
 #include <vector>
 
-namespace {
-
-// The library's own definition of `name`, looked up once.
-#define ZELT_REAL(name)                                                                    \
-    ([] {                                                                                  \
-        static const auto real = reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name)); \
-        return real;                                                                       \
-    }())
-
-constexpr const char kPluginLibrary[] = "libzelt_camera.so";
-
-}  // namespace
+#include "interposition.h"
 
 // CameraPlugin::onDeviceMonitorMessage, when this executable links the plug-in's code; null
 // otherwise.
-extern "C" gboolean _ZN11zelt_camera12CameraPlugin22onDeviceMonitorMessageEP7_GstBusP11_GstMessagePv(
-    GstBus*, GstMessage*, gpointer) __attribute__((weak));
+extern "C" gboolean
+_ZN11zelt_camera12CameraPlugin22onDeviceMonitorMessageEP7_GstBusP11_GstMessagePv(GstBus*,
+                                                                                 GstMessage*,
+                                                                                 gpointer)
+    __attribute__((weak));
 
 namespace {
+
+constexpr const char kPluginLibrary[] = "libzelt_camera.so";
 
 struct KeptReferences {
     std::mutex mutex;
@@ -87,10 +80,7 @@ bool calledByPluginWatch(const void* return_address) {
     if (caller.dli_fname != nullptr && endsWith(caller.dli_fname, kPluginLibrary)) return true;
     const void* watch = linkedWatch();
     Dl_info watch_module{};
-    return watch != nullptr &&
-           reinterpret_cast<std::uintptr_t>(return_address) >
-               reinterpret_cast<std::uintptr_t>(watch) &&
-           dladdr(watch, &watch_module) != 0 &&
+    return watch != nullptr && dladdr(watch, &watch_module) != 0 &&
            watch_module.dli_fbase == caller.dli_fbase;
 }
 
@@ -105,9 +95,6 @@ void keep(GstDevice* device) {
 }
 
 }  // namespace
-
-// The project builds with hidden symbols; these must be seen by the libraries.
-#define ZELT_SHOWN extern "C" __attribute__((visibility("default"))) __attribute__((noinline))
 
 ZELT_SHOWN void gst_message_parse_device_added(GstMessage* message, GstDevice** device) {
     ZELT_REAL(gst_message_parse_device_added)(message, device);

@@ -30,27 +30,18 @@
 // GLib's and GStreamer's calls to their own functions do not go through the symbol table and stay
 // unseen; tests/sanitizers/tsan.supp names what is left, function by function.
 
-#include <dlfcn.h>
 #include <gst/gst.h>
 
 #include <cstring>
 #include <deque>
 #include <mutex>
 
+#include "interposition.h"
+
 extern "C" {
 void __tsan_acquire(void* addr);
 void __tsan_release(void* addr);
 }
-
-// The library's own definition of `name`, looked up once.
-#define ZELT_REAL(name)                                                                    \
-    ([] {                                                                                  \
-        static const auto real = reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name)); \
-        return real;                                                                       \
-    }())
-
-// The project builds with hidden symbols; these must be seen by the libraries.
-#define ZELT_SHOWN extern "C" __attribute__((visibility("default")))
 
 // ---- Locks -------------------------------------------------------------------------------
 
