@@ -41,7 +41,7 @@ if [ "$quick" -eq 1 ]; then
   micro_args=(--benchmark_min_time=0.05 --benchmark_color=false)
 else
   frame_path_args=()
-  sizes_args=(--reps=5)
+  sizes_args=(--reps=15)
   stamps_args=()
   scale_args=()
   start_args=()

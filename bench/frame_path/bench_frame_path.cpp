@@ -2,7 +2,7 @@
 // camera plug-in and the OpenCV peer, side by side, on one virtual camera in benchmark mode;
 // and the instructions per frame of the floor and the plug-in, counted under callgrind.
 //
-//   bench_frame_path [--reps=9] [--frames-hd=3000] [--frames-vga=20000] [--warmup=200]
+//   bench_frame_path [--reps=45] [--frames-hd=750] [--frames-vga=5000] [--warmup=200]
 //                    [--bgr=1] [--peer=1] [--out-dir=DIR] [--modes=hd,vga]
 //                    [--only=floor|plugin|peer] [--instructions=1] [--instr-frames-hd=200]
 //                    [--instr-frames-vga=2000] [--memcpy=0] [--result-prefix=]
@@ -141,11 +141,14 @@ constexpr PairedAgainst kPairedAgainst[] = {
 
 ModeFigures measureMode(const VideoMode& mode, const std::string& mode_flag, const Flags& flags,
                         const std::string& folder, std::ofstream& csv) {
-    // About one second of CPU a run: 3000 frames of 1080p YUY2, 20000 of the smaller modes.
+    // Many short pairs rather than a few long ones: the machine's speed drifts over seconds, so
+    // the two runs of a pair see the same machine only when they are close together. About a
+    // quarter second of CPU a run: 750 frames of 1080p YUY2, 5000 of the smaller modes; 45
+    // pairs put the median's spread from one run to the next at a few tenths of a percent.
     const std::uint64_t default_frames = std::clamp<std::uint64_t>(
-        std::uint64_t{3000} * namedMode("1080p").frameBytes() / mode.frameBytes(), 500, 20000);
+        std::uint64_t{750} * namedMode("1080p").frameBytes() / mode.frameBytes(), 200, 5000);
     const std::uint64_t frames = flags.count("frames-" + mode_flag, default_frames);
-    const std::uint64_t repetitions = flags.count("reps", 9);
+    const std::uint64_t repetitions = flags.count("reps", 45);
     if (repetitions == 0 || frames == 0) {
         throw std::invalid_argument("--reps and the frame counts must be at least 1");
     }
@@ -255,8 +258,12 @@ ModeFigures measureMode(const VideoMode& mode, const std::string& mode_flag, con
             std::printf("  instructions per frame: valgrind not found, not counted\n");
             return figures;
         }
-        const std::uint64_t counted =
-            flags.count("instr-frames-" + mode_flag, std::max<std::uint64_t>(frames / 10, 50));
+        // The count is exact, so a short window will do: 200 frames of 1080p, 2000 of VGA.
+        const std::uint64_t counted = flags.count(
+            "instr-frames-" + mode_flag,
+            std::clamp<std::uint64_t>(
+                std::uint64_t{200} * namedMode("1080p").frameBytes() / mode.frameBytes(), 50,
+                2000));
         const std::uint64_t warmup = std::max<std::uint64_t>(counted / 10, 20);
         const double floor =
             instructionsPerFrame("floor", mode, mode_flag, counted, warmup, folder);

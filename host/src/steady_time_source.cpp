@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
 constexpr std::uint64_t kMaxTicks = std::numeric_limits<std::uint64_t>::max();
+// Below this frequency, nanoseconds within one second times the frequency fit in 64 bits
+// (999,999,999 * 2^34 < 2^64).
+constexpr std::uint64_t kNarrowFrequencyLimit = std::uint64_t{1} << 34;
 
 // Wide enough for nanoseconds times any whole frequency below 2^64.
 __extension__ typedef unsigned __int128 Wide;
@@ -64,6 +67,20 @@ std::uint64_t SteadyTimeSource::elapsedNanoseconds() const noexcept {
 }
 
 std::uint64_t SteadyTimeSource::ticksFromNanoseconds(std::uint64_t nanoseconds) const noexcept {
+    if (m_whole_frequency != 0 && m_whole_frequency < kNarrowFrequencyLimit) {
+        // Whole seconds and the rest apart: rest * frequency stays below 2^64, and both
+        // divisions are by a constant, so the compiler multiplies instead of dividing (the
+        // streaming thread asks for the ticks of every frame). Exact: the same floor as below.
+        constexpr auto kPerSecond = static_cast<std::uint64_t>(kNanosecondsPerSecond);
+        const std::uint64_t seconds = nanoseconds / kPerSecond;
+        const std::uint64_t rest = nanoseconds % kPerSecond;
+        std::uint64_t ticks = 0;
+        if (__builtin_mul_overflow(seconds, m_whole_frequency, &ticks) ||
+            __builtin_add_overflow(ticks, rest * m_whole_frequency / kPerSecond, &ticks)) {
+            return kMaxTicks;
+        }
+        return ticks;
+    }
     if (m_whole_frequency != 0) {
         const Wide ticks = static_cast<Wide>(nanoseconds) * m_whole_frequency /
                            static_cast<Wide>(kNanosecondsPerSecond);

@@ -43,6 +43,51 @@ TEST(SteadyTimeSourceTest, FractionalFrequenciesScaleRoundingDown) {
     EXPECT_EQ(odd.ticksFromNanoseconds(2'000'000'000), 5u);
 }
 
+TEST(SteadyTimeSourceTest, WholeFrequenciesMatchTheFullProductAtEveryMagnitude) {
+    // floor(ns * f / 1e9) from the full 128-bit product, saturated at 2^64 - 1.
+    __extension__ typedef unsigned __int128 Wide;
+    const auto reference = [](std::uint64_t nanoseconds, std::uint64_t frequency) {
+        const Wide ticks = static_cast<Wide>(nanoseconds) * frequency / 1'000'000'000u;
+        const std::uint64_t max = std::numeric_limits<std::uint64_t>::max();
+        return ticks > max ? max : static_cast<std::uint64_t>(ticks);
+    };
+    const std::uint64_t max = std::numeric_limits<std::uint64_t>::max();
+    const std::uint64_t frequencies[] = {1,
+                                         3,
+                                         1'000'000,
+                                         10'000'000,
+                                         999'999'937,
+                                         1'000'000'000,
+                                         (std::uint64_t{1} << 34) - 1,
+                                         std::uint64_t{1} << 34,
+                                         std::uint64_t{1} << 40};
+    const std::uint64_t nanoseconds[] = {0,
+                                         1,
+                                         999'999'999,
+                                         1'000'000'000,
+                                         1'000'000'001,
+                                         1'844'674'407'370ull,  // 2^64 / 1e7 ns: 30.7 minutes
+                                         1'844'674'407'371ull,
+                                         max / 1'000'000'000,
+                                         max - 1,
+                                         max};
+    for (const std::uint64_t frequency : frequencies) {
+        const SteadyTimeSource source(static_cast<double>(frequency));
+        for (const std::uint64_t ns : nanoseconds) {
+            EXPECT_EQ(source.ticksFromNanoseconds(ns), reference(ns, frequency))
+                << ns << " ns at " << frequency << " Hz";
+        }
+    }
+    // Past 30.7 minutes the product ns * 10 MHz no longer fits in 64 bits; the ticks do.
+    EXPECT_EQ(SteadyTimeSource(1e7).ticksFromNanoseconds(1'844'674'407'371ull), 18'446'744'073u);
+    EXPECT_EQ(SteadyTimeSource(3.0).ticksFromNanoseconds(max), 55'340'232'221u);
+    // Where the ticks reach 2^64 the count saturates rather than wraps: at 10 GHz from
+    // 1,844,674,407,370,955,162 ns on.
+    EXPECT_EQ(SteadyTimeSource(1e10).ticksFromNanoseconds(1'844'674'407'370'955'161ull),
+              18'446'744'073'709'551'610ull);
+    EXPECT_EQ(SteadyTimeSource(1e10).ticksFromNanoseconds(1'844'674'407'370'955'162ull), max);
+}
+
 TEST(SteadyTimeSourceTest, TicksBeyondTheCounterSaturate) {
     const std::uint64_t max = std::numeric_limits<std::uint64_t>::max();
     EXPECT_EQ(SteadyTimeSource(1e9).ticksFromNanoseconds(max), max);

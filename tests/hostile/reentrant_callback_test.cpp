@@ -56,6 +56,38 @@ private:
     std::function<void()> m_on_sample;
 };
 
+/// Owned by its channel alone. On its first sample it replaces itself with `next` and then
+/// goes on using its own members; its destructor, which runs on the streaming thread at the
+/// end of that hand-over, sets `next` once more.
+class SelfReplacingSink final : public zelt::IfSampleSink {
+public:
+    SelfReplacingSink(std::weak_ptr<channel_config::IfChannelConfig> camera,
+                      std::shared_ptr<zelt::IfSampleSink> next, std::atomic<int>& destroyed)
+        : m_camera(std::move(camera)), m_next(std::move(next)), m_destroyed(destroyed) {}
+    ~SelfReplacingSink() override {
+        if (const auto camera = m_camera.lock()) camera->setSampleSink(m_next);
+        ++m_destroyed;
+    }
+    void addSample(std::uint64_t timestamp, std::uint64_t reserved, const void* data,
+                   std::uint32_t size) override {
+        if (!m_replaced) {
+            m_replaced = true;
+            if (const auto camera = m_camera.lock()) camera->setSampleSink(m_next);
+        }
+        m_records->addSample(timestamp, reserved, data, size);
+    }
+    void addStreamEvent(std::uint32_t kind, std::uint64_t timestamp) override {
+        m_records->addStreamEvent(kind, timestamp);
+    }
+    const std::shared_ptr<zelt::host::RecordingSampleSink> m_records = recording_sink();
+
+private:
+    std::weak_ptr<channel_config::IfChannelConfig> m_camera;
+    std::shared_ptr<zelt::IfSampleSink> m_next;
+    std::atomic<int>& m_destroyed;
+    bool m_replaced = false;
+};
+
 using ReentrantCallbackTest = HostileTest;
 
 TEST_F(ReentrantCallbackTest, ExceptionManagerReadingValidWhileAStartFailsLetsPrepareReturn) {
@@ -136,6 +168,27 @@ TEST_F(ReentrantCallbackTest, SampleSinkReplacingItselfFromInsideAddSampleHandsO
     const auto replaced = first->m_records->samples();
     ASSERT_EQ(replaced.size(), 1u);
     EXPECT_EQ(sequence_of(samples.front()), sequence_of(replaced.front()) + 1);
+}
+
+// The sink that replaces itself is the channel's only owner of it: it must live until its
+// own call returns, and be released when that frame's hand-over ends, not kept until the
+// channel goes.
+TEST_F(ReentrantCallbackTest, SampleSinkOwnedByItsChannelAloneOutlivesItsOwnReplacement) {
+    open({small_camera("Swap cam", "/dev/zelt-swap")});
+    auto next = recording_sink();
+    std::atomic<int> destroyed{0};
+    auto first = std::make_shared<SelfReplacingSink>(channel(0), next, destroyed);
+    const std::shared_ptr<zelt::host::RecordingSampleSink> first_records = first->m_records;
+    channel(0)->setSampleSink(std::move(first));
+    startAcquisition({0});
+    requireOrExit(next->waitForSamples(10, kDeadline),
+                  "10 samples to the sink set from inside addSample did not arrive");
+    // Released at the end of the frame it was replaced in, before the next frame came.
+    EXPECT_EQ(destroyed.load(), 1);
+    stopAcquisition();
+    ASSERT_EQ(first_records->sampleCount(), 1u);
+    EXPECT_EQ(sequence_of(next->samples().front()),
+              sequence_of(first_records->samples().front()) + 1);
 }
 
 }  // namespace

@@ -229,9 +229,16 @@ void CameraChannel::addOptionChangeListener(channel_config::OptionChangeListener
 
 void CameraChannel::setSampleSink(std::shared_ptr<zelt::IfSampleSink> sink) {
     // Under the delivery mutex, so that no frame is handed to a sink after the host replaced
-    // it; a sink replacing itself from inside addSample already holds the mutex on its thread,
-    // and the frame in hand keeps its own reference to it.
+    // it. A sink replacing itself from inside addSample already holds the mutex on its thread;
+    // the sink in that call is parked until the hand-over ends, since the frame path calls it
+    // through a plain pointer.
     DeliveryLock lock(*this);
+    const bool in_hand_over =
+        m_delivering_thread.load(std::memory_order_relaxed) == std::this_thread::get_id();
+    if (in_hand_over && !m_replaced_sink) {
+        m_replaced_sink = std::exchange(m_sample_sink, std::move(sink));
+        return;
+    }
     m_sample_sink = std::move(sink);
 }
 

@@ -151,15 +151,37 @@ private:
     /// Holds m_mutex, unless the calling thread holds it already for a frame's hand-over: a
     /// host sink that calls back into its own channel from inside addSample must not wait for
     /// itself.
+    /// Relaxed loads and stores of m_delivering_thread are enough: a thread only ever compares
+    /// it with its own id, and it always sees its own last store.
     class DeliveryLock {
     public:
         explicit DeliveryLock(const CameraChannel& channel) {
-            if (channel.m_delivering_thread.load() != std::this_thread::get_id())
+            if (channel.m_delivering_thread.load(std::memory_order_relaxed) !=
+                std::this_thread::get_id())
                 m_lock = std::unique_lock<std::mutex>(channel.m_mutex);
         }
 
     private:
         std::unique_lock<std::mutex> m_lock;
+    };
+    /// A frame's hand-over on the streaming thread, under m_mutex: marks the thread as the
+    /// delivering one, and at the end releases a sink that was replaced from inside its own
+    /// call (while the thread is still known, so that the sink's destructor may call back).
+    class HandOver {
+    public:
+        explicit HandOver(CameraChannel& channel) : m_channel(channel) {
+            m_channel.m_delivering_thread.store(std::this_thread::get_id(),
+                                                std::memory_order_relaxed);
+        }
+        ~HandOver() {
+            if (m_channel.m_replaced_sink) m_channel.releaseReplacedSinks();
+            m_channel.m_delivering_thread.store(std::thread::id(), std::memory_order_relaxed);
+        }
+        HandOver(const HandOver&) = delete;
+        HandOver& operator=(const HandOver&) = delete;
+
+    private:
+        CameraChannel& m_channel;
     };
     struct BusWatchGate;
     /// The installed bus watch: enters the gate of `gate` (a BusWatchGate reference held by
@@ -175,6 +197,9 @@ private:
     bool onFrameSettingChanged(const Caps& caps);
     GstFlowReturn handlePreroll(GstAppSink* sink);
     GstFlowReturn handleSample(GstAppSink* sink);
+    /// Releases the sinks parked in m_replaced_sink during a hand-over (a released sink's
+    /// destructor may set the sink again and park another one).
+    void releaseReplacedSinks() noexcept;
     /// buildCaps() for a caller that holds m_config_mutex.
     gst_support::CapsPtr buildCapsLocked() const;
     gboolean handleBusMessage(GstMessage* message);
@@ -199,10 +224,32 @@ private:
     gst_support::PipelinePtr m_pipeline;
     gst_support::ClockPtr m_clock;
     gst_support::ElementPtr m_appsink;
+
+    // The frame path: everything the streaming thread reads or writes for every frame, side
+    // by side behind the pipeline and its clock. Each frame's copy pushes the previous
+    // frame's lines out of the caches; kept together, a frame reloads four lines of the
+    // channel instead of one for nearly every member.
+    alignas(64) mutable std::mutex m_mutex;
+    // The thread that holds m_mutex for a frame's hand-over, while it does.
+    std::atomic<std::thread::id> m_delivering_thread{};
+    bool m_acquisition_active = false;  // under m_mutex
+    std::atomic<bool> m_pipeline_running{false};
+    // Atomic: the streaming thread reads it per frame, and a sink may read the option from
+    // inside addSample.
+    std::atomic<std::uint32_t> m_frame_subsampling{1};
+    std::uint64_t m_frame_counter = 0;                  // under m_mutex
+    std::shared_ptr<zelt::IfTimeSource> m_time_source;  // under m_mutex
+    std::shared_ptr<zelt::IfSampleSink> m_sample_sink;  // under m_mutex
+    // The sink a frame is being handed to, when it was replaced from inside its own call: kept
+    // alive until the hand-over ends. Under m_mutex, on the delivering thread only.
+    std::shared_ptr<zelt::IfSampleSink> m_replaced_sink;
+    std::shared_ptr<zelt::plugin_util::EventCounterChannel> m_counter_channel;
+    PageBuffer m_image_buffer;
+    FrameLayout m_frame_layout;  // rows of the negotiated frames, learnt at preroll
+
     guint m_bus_watch = 0;
     std::shared_ptr<BusWatchGate> m_bus_gate;
     channel_config::ChannelID m_channel_id;
-    std::shared_ptr<zelt::IfTimeSource> m_time_source;
     // The listeners, in the order they were added: a list that only grows, linked through
     // atomic pointers, so that a notification on the streaming thread or the main context's
     // thread walks it while the host appends from any thread (appends are serialised by
@@ -227,16 +274,11 @@ private:
     double m_pixel_aspect_ratio = 0.0;
     std::string m_format;
 
-    // Atomic: the streaming thread reads it per frame, and a sink may read the option from
-    // inside addSample.
-    std::atomic<std::uint32_t> m_frame_subsampling{1};
     // Under m_config_mutex, with the count of frame-setting changes: a start clears the flag
     // only when no change came in since it chose its caps.
     bool m_restart_required = true;
     std::uint64_t m_setting_changes = 0;
-    bool m_acquisition_active = false;
     std::atomic<bool> m_pipeline_started{false};
-    std::atomic<bool> m_pipeline_running{false};
     zelt::IfExceptionManager* m_exception_manager;  // under m_report_mutex
     // The posted error. Guarded by its own mutex: the bus watch reports errors on the main
     // context's thread while the host thread starts and stops, and the frame path's m_mutex
@@ -245,15 +287,7 @@ private:
     mutable std::mutex m_error_mutex;
     std::mutex m_report_mutex;
     mutable std::mutex m_config_mutex;
-    mutable std::mutex m_mutex;
-    // The thread that holds m_mutex for a frame's hand-over, while it does.
-    std::atomic<std::thread::id> m_delivering_thread{};
-    std::shared_ptr<zelt::IfSampleSink> m_sample_sink;  // under m_mutex
     std::atomic<bool> m_hand_over_failed{false};
-    std::shared_ptr<zelt::plugin_util::EventCounterChannel> m_counter_channel;
-    std::uint64_t m_frame_counter = 0;
-    PageBuffer m_image_buffer;
-    FrameLayout m_frame_layout;  // rows of the negotiated frames, learnt at preroll
 };
 
 }  // namespace zelt_camera

@@ -129,13 +129,7 @@ GstFlowReturn CameraChannel::handleSample(GstAppSink* sink) {
     // held, this thread is known as the delivering one: a sink calling back into the channel
     // from inside addSample does not wait for the lock it is called under.
     std::lock_guard<std::mutex> lock(m_mutex);
-    struct DeliveringThread {
-        std::atomic<std::thread::id>& id;
-        explicit DeliveringThread(std::atomic<std::thread::id>& thread) : id(thread) {
-            id.store(std::this_thread::get_id());
-        }
-        ~DeliveringThread() { id.store(std::thread::id()); }
-    } delivering(m_delivering_thread);
+    const HandOver hand_over(*this);
     if (!m_acquisition_active) return sample ? GST_FLOW_OK : GST_FLOW_ERROR;
     if (!sample) return GST_FLOW_ERROR;
 
@@ -172,9 +166,9 @@ GstFlowReturn CameraChannel::handleSample(GstAppSink* sink) {
             m_image_buffer.size(), frame_size + kHeaderSize);
     }
 
-    // The frame keeps its own reference to the sink: the sink may replace itself from inside
-    // addSample.
-    if (const std::shared_ptr<zelt::IfSampleSink> sample_sink = m_sample_sink) {
+    // A sink that replaces itself from inside addSample stays alive until the hand-over ends
+    // (setSampleSink parks it in m_replaced_sink), so the plain pointer is enough here.
+    if (zelt::IfSampleSink* const sample_sink = m_sample_sink.get()) {
         // The one copy of the frame: straight behind the header, rows packed. Never past the
         // buffer: a frame larger than the image size (odd sizes of subsampled chroma) is cut.
         const std::size_t room =
@@ -192,6 +186,13 @@ GstFlowReturn CameraChannel::handleSample(GstAppSink* sink) {
     }
     if (m_counter_channel) m_counter_channel->countEvent(timestamp);
     return GST_FLOW_OK;
+}
+
+// Rare (a sink replaced from inside its own call), so kept out of the frame path's code.
+__attribute__((noinline, cold)) void CameraChannel::releaseReplacedSinks() noexcept {
+    while (std::shared_ptr<zelt::IfSampleSink> replaced = std::move(m_replaced_sink)) {
+        replaced.reset();
+    }
 }
 
 void CameraChannel::beginDelivery() {

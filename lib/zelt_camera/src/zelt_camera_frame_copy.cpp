@@ -61,36 +61,38 @@ FrameLayout::FrameLayout(const GstVideoInfo& info) {
 }
 
 FrameRows::FrameRows(GstBuffer* buffer, const FrameLayout& layout) noexcept
-    : m_buffer(buffer), m_layout(layout) {
-    if (layout.empty()) {
-        m_size = gst_buffer_get_size(buffer);
-        return;
+    : m_buffer(buffer), m_layout(layout), m_packed(layout.packed()) {
+    if (!layout.empty()) {
+        if (const GstVideoMeta* meta = gst_buffer_get_video_meta(buffer)) useVideoMeta(*meta);
     }
-    const GstVideoMeta* meta = gst_buffer_get_video_meta(buffer);
-    const bool meta_fits = meta != nullptr && meta->n_planes == layout.planes() &&
-                           meta->width == layout.width() && meta->height == layout.height();
-    if (!meta_fits) {
-        // The negotiated layout holds; nothing to work out per frame.
-        m_packed = layout.packed();
-        m_size = m_packed ? gst_buffer_get_size(buffer) : layout.packedSize();
-        return;
-    }
-    for (unsigned p = 0; p < layout.planes(); ++p) {
-        m_rows[p] = layout.plane(p);
-        if (meta->stride[p] < static_cast<gint>(m_rows[p].row_bytes)) {
-            // A stride that cannot hold a row: the negotiated layout is the better guess.
-            m_rows = {};
-            m_packed = layout.packed();
-            m_size = m_packed ? gst_buffer_get_size(buffer) : layout.packedSize();
-            return;
-        }
-        m_rows[p].offset = meta->offset[p];
-        m_rows[p].stride = static_cast<std::size_t>(meta->stride[p]);
-    }
-    m_packed = rows_packed(m_rows, layout.planes());
     m_size = m_packed ? gst_buffer_get_size(buffer) : layout.packedSize();
-    if (!m_packed) return;
-    m_rows = {};
+}
+
+__attribute__((noinline)) void FrameRows::useVideoMeta(const GstVideoMeta& meta) noexcept {
+    if (meta.n_planes != m_layout.planes() || meta.width != m_layout.width() ||
+        meta.height != m_layout.height())
+        return;  // another frame's description: the negotiated layout holds
+    std::array<PlaneRows, FrameLayout::kMaxPlanes> rows{};
+    for (unsigned p = 0; p < m_layout.planes(); ++p) {
+        rows[p] = m_layout.plane(p);
+        // A stride that cannot hold a row: the negotiated layout is the better guess.
+        if (meta.stride[p] < static_cast<gint>(rows[p].row_bytes)) return;
+        rows[p].offset = meta.offset[p];
+        rows[p].stride = static_cast<std::size_t>(meta.stride[p]);
+    }
+    m_packed = rows_packed(rows, m_layout.planes());
+    // Packed rows go over in one call whatever their source; only padded ones need the
+    // meta's offsets and strides.
+    if (!m_packed) m_meta = &meta;
+}
+
+PlaneRows FrameRows::plane(unsigned index) const noexcept {
+    PlaneRows rows = m_layout.plane(index);
+    if (m_meta != nullptr) {
+        rows.offset = m_meta->offset[index];
+        rows.stride = static_cast<std::size_t>(m_meta->stride[index]);
+    }
+    return rows;
 }
 
 std::size_t FrameRows::copyTo(std::uint8_t* destination, std::size_t capacity) const noexcept {
@@ -98,21 +100,19 @@ std::size_t FrameRows::copyTo(std::uint8_t* destination, std::size_t capacity) c
         // Rows packed already: the whole frame in one call.
         return gst_buffer_extract(m_buffer, 0, destination, std::min(m_size, capacity));
     }
-    // The rows from the buffer's own video meta, else from the negotiated layout.
-    const bool own_rows = m_rows[0].row_bytes != 0;
     GstMapInfo map;
     if (!gst_buffer_map(m_buffer, &map, GST_MAP_READ)) return 0;
     std::size_t written = 0;
     for (unsigned p = 0; p < m_layout.planes() && written < capacity; ++p) {
-        const PlaneRows& plane = own_rows ? m_rows[p] : m_layout.plane(p);
-        for (std::size_t row = 0; row < plane.rows && written < capacity; ++row) {
-            const std::size_t from = plane.offset + row * plane.stride;
+        const PlaneRows plane_rows = plane(p);
+        for (std::size_t row = 0; row < plane_rows.rows && written < capacity; ++row) {
+            const std::size_t from = plane_rows.offset + row * plane_rows.stride;
             if (from >= map.size) {
                 gst_buffer_unmap(m_buffer, &map);
                 return written;  // a frame shorter than its layout: what it holds
             }
             const std::size_t bytes =
-                std::min({plane.row_bytes, map.size - from, capacity - written});
+                std::min({plane_rows.row_bytes, map.size - from, capacity - written});
             std::memcpy(destination + written, map.data + from, bytes);
             written += bytes;
         }

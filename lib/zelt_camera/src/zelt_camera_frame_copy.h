@@ -46,12 +46,13 @@ public:
     std::uint32_t height() const noexcept { return m_height; }
 
 private:
-    std::array<PlaneRows, kMaxPlanes> m_rows{};
+    // What every frame reads first, ahead of the rows that only padded frames read.
     unsigned m_planes = 0;
-    std::size_t m_packed_size = 0;
     bool m_packed = true;
     std::uint32_t m_width = 0;
     std::uint32_t m_height = 0;
+    std::size_t m_packed_size = 0;
+    std::array<PlaneRows, kMaxPlanes> m_rows{};
 };
 
 /// One frame's rows: the buffer's own offsets and strides when it carries a GstVideoMeta that
@@ -73,9 +74,18 @@ public:
     std::size_t copyTo(std::uint8_t* destination, std::size_t capacity) const noexcept;
 
 private:
+    /// Takes the rows of `meta` when they fit the layout and are not packed; padded frames
+    /// that describe their own rows are rare, so this stays out of the common frame's code.
+    void useVideoMeta(const GstVideoMeta& meta) noexcept;
+    /// The rows of plane `index`: the video meta's offset and stride when the frame uses it,
+    /// the layout's otherwise.
+    PlaneRows plane(unsigned index) const noexcept;
+
     GstBuffer* m_buffer;
     const FrameLayout& m_layout;
-    std::array<PlaneRows, FrameLayout::kMaxPlanes> m_rows{};
+    // The buffer's video meta when its rows are the ones to copy; null for the negotiated
+    // layout (the common frame, which then needs nothing more worked out).
+    const GstVideoMeta* m_meta = nullptr;
     std::size_t m_size = 0;
     bool m_packed = true;
 };

@@ -1,6 +1,7 @@
 // A channel's used-state and the host's sample sink for it.
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -42,7 +43,10 @@ public:
     }
     /// The host's sink with a reference of the caller's own (null when none is set): it stays
     /// alive as long as the caller holds it, whoever replaces the channel's sink meanwhile.
+    /// Without a sink it takes no lock: a channel the host does not record (a frame counter
+    /// nobody reads) is counted on every frame.
     std::shared_ptr<zelt::IfSampleSink> sharedSampleSink() const {
+        if (!m_has_sink.load(std::memory_order_acquire)) return nullptr;
         std::lock_guard<std::mutex> lock(m_sink_mutex);
         return m_sample_sink;
     }
@@ -52,6 +56,7 @@ public:
         {
             std::lock_guard<std::mutex> lock(m_sink_mutex);
             m_sample_sink.swap(sink);
+            m_has_sink.store(m_sample_sink != nullptr, std::memory_order_release);
         }
         // `sink` now holds the previous one and releases it here, unlocked.
     }
@@ -61,6 +66,9 @@ private:
     bool m_active = false;
     mutable std::mutex m_sink_mutex;
     std::shared_ptr<zelt::IfSampleSink> m_sample_sink;
+    // Whether m_sample_sink is set; written under m_sink_mutex. A reader that finds it clear
+    // while another thread sets a sink sees the channel as it was just before the set.
+    std::atomic<bool> m_has_sink{false};
 };
 
 }  // namespace zelt::plugin_util
