@@ -227,8 +227,8 @@ private:
 
     // The frame path: everything the streaming thread reads or writes for every frame, side
     // by side behind the pipeline and its clock. Each frame's copy pushes the previous
-    // frame's lines out of the caches; kept together, a frame reloads four lines of the
-    // channel instead of one for nearly every member.
+    // frame's lines out of the caches, so every line the frame path touches is loaded again
+    // for every frame: kept together, these members take a few lines instead of one each.
     alignas(64) mutable std::mutex m_mutex;
     // The thread that holds m_mutex for a frame's hand-over, while it does.
     std::atomic<std::thread::id> m_delivering_thread{};
