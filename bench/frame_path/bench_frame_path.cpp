@@ -139,14 +139,19 @@ constexpr PairedAgainst kPairedAgainst[] = {
     {Variant::PeerBgr, "plug-in / peer (BGR)", &ModeFigures::paired_peer_bgr},
     {Variant::Memcpy, "plug-in / memcpy", nullptr}};
 
+// As many frames of `mode` as `hd_frames` frames of 1080p YUY2 hold bytes, within [low, high].
+std::uint64_t framesLike1080p(const VideoMode& mode, std::uint64_t hd_frames, std::uint64_t low,
+                              std::uint64_t high) {
+    return std::clamp<std::uint64_t>(
+        hd_frames * namedMode("1080p").frameBytes() / mode.frameBytes(), low, high);
+}
+
 ModeFigures measureMode(const VideoMode& mode, const std::string& mode_flag, const Flags& flags,
                         const std::string& folder, std::ofstream& csv) {
     // Many short pairs rather than a few long ones: the machine's speed drifts over seconds, so
     // the two runs of a pair see the same machine only when they are close together. About a
-    // quarter second of CPU a run: 750 frames of 1080p YUY2, 5000 of the smaller modes; 45
-    // pairs put the median's spread from one run to the next at a few tenths of a percent.
-    const std::uint64_t default_frames = std::clamp<std::uint64_t>(
-        std::uint64_t{750} * namedMode("1080p").frameBytes() / mode.frameBytes(), 200, 5000);
+    // quarter second of CPU a run: 750 frames of 1080p YUY2, 5000 of the smaller modes.
+    const std::uint64_t default_frames = framesLike1080p(mode, 750, 200, 5000);
     const std::uint64_t frames = flags.count("frames-" + mode_flag, default_frames);
     const std::uint64_t repetitions = flags.count("reps", 45);
     if (repetitions == 0 || frames == 0) {
@@ -259,11 +264,8 @@ ModeFigures measureMode(const VideoMode& mode, const std::string& mode_flag, con
             return figures;
         }
         // The count is exact, so a short window will do: 200 frames of 1080p, 2000 of VGA.
-        const std::uint64_t counted = flags.count(
-            "instr-frames-" + mode_flag,
-            std::clamp<std::uint64_t>(
-                std::uint64_t{200} * namedMode("1080p").frameBytes() / mode.frameBytes(), 50,
-                2000));
+        const std::uint64_t counted =
+            flags.count("instr-frames-" + mode_flag, framesLike1080p(mode, 200, 50, 2000));
         const std::uint64_t warmup = std::max<std::uint64_t>(counted / 10, 20);
         const double floor =
             instructionsPerFrame("floor", mode, mode_flag, counted, warmup, folder);

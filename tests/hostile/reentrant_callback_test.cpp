@@ -183,7 +183,7 @@ TEST_F(ReentrantCallbackTest, SampleSinkOwnedByItsChannelAloneOutlivesItsOwnRepl
     startAcquisition({0});
     requireOrExit(next->waitForSamples(10, kDeadline),
                   "10 samples to the sink set from inside addSample did not arrive");
-    // Released at the end of the frame it was replaced in, before the next frame came.
+    // Released when that frame's hand-over ended, not kept until the channel goes.
     EXPECT_EQ(destroyed.load(), 1);
     stopAcquisition();
     ASSERT_EQ(first_records->sampleCount(), 1u);

@@ -72,18 +72,17 @@ __attribute__((noinline)) void FrameRows::useVideoMeta(const GstVideoMeta& meta)
     if (meta.n_planes != m_layout.planes() || meta.width != m_layout.width() ||
         meta.height != m_layout.height())
         return;  // another frame's description: the negotiated layout holds
-    std::array<PlaneRows, FrameLayout::kMaxPlanes> rows{};
     for (unsigned p = 0; p < m_layout.planes(); ++p) {
-        rows[p] = m_layout.plane(p);
         // A stride that cannot hold a row: the negotiated layout is the better guess.
-        if (meta.stride[p] < static_cast<gint>(rows[p].row_bytes)) return;
-        rows[p].offset = meta.offset[p];
-        rows[p].stride = static_cast<std::size_t>(meta.stride[p]);
+        if (meta.stride[p] < static_cast<gint>(m_layout.plane(p).row_bytes)) return;
     }
+    m_meta = &meta;
+    std::array<PlaneRows, FrameLayout::kMaxPlanes> rows{};
+    for (unsigned p = 0; p < m_layout.planes(); ++p) rows[p] = plane(p);
     m_packed = rows_packed(rows, m_layout.planes());
     // Packed rows go over in one call whatever their source; only padded ones need the
     // meta's offsets and strides.
-    if (!m_packed) m_meta = &meta;
+    if (m_packed) m_meta = nullptr;
 }
 
 PlaneRows FrameRows::plane(unsigned index) const noexcept {
